@@ -1,0 +1,28 @@
+# Compiler, linker and cache settings that hold for every target.
+
+find_program(CCACHE ccache)
+if(CCACHE)
+    # The base folder and the missing directory hash let two checkouts share one cache.
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+        CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${CCACHE})
+endif()
+
+find_program(MOLD mold)
+if(MOLD)
+    add_link_options(-fuse-ld=mold)
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # With a cached precompiled header, ccache needs the preprocessor's state kept out of it.
+    add_compile_options(-fpch-preprocess)
+endif()
+
+set(VARNOLEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
+if(VARNOLEX_SANITIZE)
+    add_compile_options(-fsanitize=${VARNOLEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${VARNOLEX_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)

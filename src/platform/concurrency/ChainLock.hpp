@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace varnolex {
+
+/// The lock that a walk holds from its entry to its end. Recursive: the thread that holds it passes through with
+/// a comparison. A thread that has to wait lends its priority to the holder (the kernel knows the holder by the
+/// lock's word), so that a timer of low priority can't keep the input thread waiting behind something else.
+class ChainLock {
+public:
+    ChainLock() = default;
+    ChainLock(const ChainLock&) = delete;
+    ChainLock& operator=(const ChainLock&) = delete;
+
+    void lock() noexcept {
+        const std::uint32_t self = currentThread();
+        if ((word.load(std::memory_order_relaxed) & holderMask) == self) {
+            ++depth;
+            return;
+        }
+        std::uint32_t free = 0;
+        if (!word.compare_exchange_strong(free, self, std::memory_order_seq_cst)) lockContended();
+    }
+
+    void unlock() noexcept {
+        if (depth > 0) {
+            --depth;
+            return;
+        }
+        std::uint32_t self = currentThread();
+        if (!word.compare_exchange_strong(self, 0, std::memory_order_seq_cst)) unlockContended();
+    }
+
+    /// True when nobody held the lock at the moment of the look. Whoever has replaced something that walks read
+    /// (sequentially consistent) and then sees the lock idle knows that no walk still uses the old thing: a walk
+    /// that was inside has left, and one that enters later reads the new.
+    bool wasIdle() const noexcept { return word.load(std::memory_order_seq_cst) == 0; }
+
+private:
+    static std::uint32_t currentThread() noexcept {
+        if (threadID == 0) threadID = askThreadID();
+        return threadID;
+    }
+    static std::uint32_t askThreadID() noexcept;
+    void lockContended() noexcept;
+    void unlockContended() noexcept;
+
+    /// What of the word is the holder's id; the kernel keeps the bits above it.
+    static constexpr std::uint32_t holderMask = 0x3FFF'FFFF;
+
+    static inline thread_local constinit std::uint32_t threadID = 0;
+
+    /// The holder's kernel thread id, 0 when free; the kernel adds a bit of its own while others wait.
+    std::atomic<std::uint32_t> word{0};
+
+    /// How often the holder has entered again. Touched by the holder only.
+    std::uint32_t depth = 0;
+
+    /// Orders a hand-over by the kernel for the memory model, which doesn't see the kernel's own writes.
+    std::atomic<std::uint32_t> handovers{0};
+};
+
+}  // namespace varnolex
