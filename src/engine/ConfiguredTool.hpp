@@ -1,0 +1,142 @@
+#pragma once
+
+#include <cmath>
+#include <type_traits>
+
+#include "engine/PipeTool.hpp"
+#include "platform/concurrency/Snapshot.hpp"
+
+namespace varnolex {
+
+/// For tools that can't be ridden.
+struct NoLiveValues {};
+
+/// What of a settings record the processing road reads: the record itself, or, for a record that can't be copied
+/// without allocating, the plain one that its `realTime()` makes of it.
+template <class Settings>
+struct RealTimeSettings {
+    using Type = Settings;
+    static Type of(const Settings& settings) { return settings; }
+};
+
+template <class Settings>
+requires requires(const Settings& settings) { settings.realTime(); }
+struct RealTimeSettings<Settings> {
+    using Type = decltype(std::declval<const Settings&>().realTime());
+    static Type of(const Settings& settings) { return settings.realTime(); }
+};
+
+/// The part of a tool that owns its settings. The main thread edits `Settings`; the processing road reads a whole
+/// snapshot of them without a lock. `Lives` holds a `LiveValue` for each parameter that can be ridden.
+template <class Settings, class Lives = NoLiveValues>
+class ConfiguredTool : public PipeTool {
+public:
+    using RealTime = typename RealTimeSettings<Settings>::Type;
+
+    explicit ConfiguredTool(const ToolDefinition& kindDefinition)
+        : PipeTool(kindDefinition), stored(freshSettings()), snapshot(RealTimeSettings<Settings>::of(stored)) {}
+
+    /// Main thread.
+    const Settings& settings() const { return stored; }
+
+    /// Main thread: changes the settings through `edit(Settings&)` as one change.
+    template <class Edit>
+    void change(Edit&& edit) {
+        Settings next = settingsToKeep();
+        edit(next);
+        adopt(next);
+    }
+
+    bool takesLiveValues() const override { return !std::is_same_v<Lives, NoLiveValues>; }
+
+    std::string_view liveKey(std::string_view key) const override {
+        const Parameter* row = liveRow(key);
+        return row ? row->liveKey() : std::string_view{};
+    }
+
+    void setLiveValue(std::optional<double> value, std::string_view key) override {
+        const Parameter* row = liveRow(key);
+        if (!row) return;
+        row->live(&lives)->set(value);
+        liveValueDidChange();
+    }
+
+    void viewSettings(SettingsBase base, const std::function<void(const void*)>& look) const override {
+        const Settings shown = settingsFrom(base);
+        look(&shown);
+    }
+
+    void editSettings(SettingsBase base, const std::function<void(void*)>& edit) override {
+        Settings next = settingsFrom(base);
+        edit(&next);
+        adopt(next);
+    }
+
+protected:
+    /// Any thread: the settings as last published.
+    RealTime current() const { return snapshot.read(); }
+
+    const Lives& live() const { return lives; }
+
+    /// Everything that a change of settings sets off, called once per change on the main thread, after the new
+    /// settings are in force.
+    virtual void settingsDidChange(const Settings& /*before*/) {}
+
+    /// Called on the main thread after a live value was set or cleared.
+    virtual void liveValueDidChange() {}
+
+    /// The settings as documents keep them, for tools that hold some of them elsewhere while they run.
+    virtual Settings settingsToKeep() const { return stored; }
+
+private:
+    static Settings freshSettings() {
+        if constexpr (requires { Settings::fresh(); })
+            return Settings::fresh();
+        else
+            return Settings{};
+    }
+
+    Settings settingsFrom(SettingsBase base) const {
+        switch (base) {
+            case SettingsBase::silence:
+                return Settings{};
+            case SettingsBase::fresh:
+                return freshSettings();
+            case SettingsBase::current:
+                break;
+        }
+        return settingsToKeep();
+    }
+
+    void adopt(const Settings& next) {
+        const Settings before = settingsToKeep();
+        stored = next;
+        snapshot.publish(RealTimeSettings<Settings>::of(stored));
+        settingsDidChange(before);
+    }
+
+    const Parameter* liveRow(std::string_view key) const {
+        for (const Parameter& row : definition().parameters)
+            if (row.live && row.liveKey() == key) return &row;
+        return nullptr;
+    }
+
+    Settings stored;
+    Snapshot<RealTime> snapshot;
+    mutable Lives lives;
+};
+
+/// A live value as it stands, else the stored one, rounded to the nearest integer (halves away from zero) without
+/// limits of its own. A live value that isn't finite counts as not set; one beyond any use is limited.
+inline int roundedLive(const LiveValue& live, std::int64_t stored) {
+    const double value = live.get().value_or(static_cast<double>(stored));
+    const double usable = std::isfinite(value) ? value : static_cast<double>(stored);
+    return clampedInt(-1'000'000, 1'000'000, usable);
+}
+
+/// A live value as it stands, else the stored one, rounded and limited to [low, high].
+inline int clampedLive(int low, int high, const LiveValue& live, std::int64_t stored) {
+    return clampedInt(low, high, live.get().value_or(static_cast<double>(stored)));
+}
+
+}  // namespace varnolex

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "engine/ChainMessage.hpp"
+#include "engine/PipeTool.hpp"
+#include "platform/concurrency/ChainLock.hpp"
+#include "platform/concurrency/ExitSlot.hpp"
+
+namespace varnolex {
+
+/// What a chain does with a message that has passed its last tool. Called on real-time threads, under the lock of
+/// the walk; immutable once it is set.
+class ChainExit {
+public:
+    virtual ~ChainExit() = default;
+    virtual void deliver(const ChainMessage& message) noexcept = 0;
+};
+
+/// Walks a message through an ordered list of tools to an exit. The list is fixed: whoever wants another one makes
+/// a new chain. A node of a graph owns a chain of one tool, whose exit feeds the chains downstream.
+///
+/// Three kinds of thread enter a chain: the input thread, tools' queues and the main thread. A walk is serialised
+/// by `chainLock`, which is recursive and held from the entry to the end of the walk, downstream chains included.
+/// Chains that feed each other may share one lock, so that a walk takes it once.
+class ToolChain : public std::enable_shared_from_this<ToolChain> {
+public:
+    /// A chain over `tools`, with a lock of its own when none is given.
+    static std::shared_ptr<ToolChain> make(std::vector<std::shared_ptr<PipeTool>> tools, std::string pipeName,
+                                           std::shared_ptr<ChainLock> lock = nullptr);
+
+    /// The top entry: the message goes to the first tool. A control change moves the parameters that are bound
+    /// to it on its way. Any thread.
+    void send(const ChainMessage& message) noexcept;
+
+    /// The step to the next tool, or out of the exit. Called by a tool, inside `process` or later. From outside
+    /// any walk it goes on behind the first tool. Any thread.
+    void forward(const ChainMessage& message) noexcept;
+
+    /// Hands a message to the exit past the remaining tools. Any thread.
+    void sendToExit(const ChainMessage& message) noexcept;
+
+    std::span<const std::shared_ptr<PipeTool>> tools() const { return toolList; }
+
+    /// Where the running walk stands: the index of the tool now running, 0 at rest. For a tool inside `process`.
+    std::size_t currentIndex() const { return index; }
+
+    // Main thread
+
+    /// Replaces the exit; an empty one ends every message. Walks that are under way may still use the old one.
+    void setMessageDidExit(std::unique_ptr<ChainExit> exit);
+
+    /// Frees exits that were replaced while a walk was under way. True when none is left.
+    bool reclaimExits() { return messageDidExit.reclaim(*chainLock); }
+
+    /// The name of the graph or pipe, for those who show where a message came from.
+    const std::string& pipeName() const { return shownName; }
+    void setPipeName(std::string name) { shownName = std::move(name); }
+
+private:
+    ToolChain(std::vector<std::shared_ptr<PipeTool>> tools, std::string name, std::shared_ptr<ChainLock> lock);
+
+    void step(const ChainMessage& message) noexcept;
+    void applyBindings(const ChainMessage& message) noexcept;
+
+    const std::vector<std::shared_ptr<PipeTool>> toolList;
+    const std::shared_ptr<ChainLock> chainLock;
+    std::size_t index = 0;
+    ExitSlot<ChainExit> messageDidExit;
+    std::string shownName;
+};
+
+}  // namespace varnolex
