@@ -1,0 +1,103 @@
+#include "endpoints/memory/MemoryRouting.hpp"
+
+namespace varnolex {
+
+namespace {
+
+constexpr std::size_t lettersAtStart = 32;
+constexpr std::size_t letterSizeAtStart = 256;
+
+void runReaders(const MemoryRoute& route, const PacketListView& list) {
+    for (const MemoryRoute::Reader& reader : route.readers) (*reader.block)(list, reader.connection);
+}
+
+}  // namespace
+
+const MemoryRoute* MemoryRoutingTable::find(MIDIEndpointRef endpoint, bool isSource, bool isVirtual) const {
+    const auto found = routes.find(endpoint);
+    if (found == routes.end()) return nullptr;
+    const MemoryRoute& route = found->second;
+    return route.isSource == isSource && route.isVirtual == isVirtual ? &route : nullptr;
+}
+
+const MemoryRoute* MemoryRoutingTable::findDestination(MIDIEndpointRef endpoint) const {
+    const auto found = routes.find(endpoint);
+    return found == routes.end() || found->second.isSource ? nullptr : &found->second;
+}
+
+MemoryRouting::MemoryRouting() : queue(Runtime::current().makeQueue("com.varnolex.midi", QueuePriority::timing)) {
+    publish(std::make_unique<MemoryRoutingTable>());
+    spareLetters.with([](auto& spare) {
+        for (std::size_t index = 0; index < lettersAtStart; ++index) {
+            spare.push_back(std::make_unique<Letter>());
+            spare.back()->memory.reserve(letterSizeAtStart);
+        }
+    });
+}
+
+MIDIStatus MemoryRouting::sendOut(MIDIPortRef port, MIDIEndpointRef destination, const PacketListView& list) {
+    return table.read([&](const MemoryRoutingTable* now) {
+        if (!now->outputPorts.contains(port)) return midiInvalidPort;
+        const MemoryRoute* route = now->findDestination(destination);
+        return route ? distribute(*route, destination, list) : midiWrongEndpoint;
+    });
+}
+
+MIDIStatus MemoryRouting::received(MIDIEndpointRef source, const PacketListView& list) {
+    return table.read([&](const MemoryRoutingTable* now) {
+        const MemoryRoute* route = now->find(source, true, true);
+        return route ? distribute(*route, source, list) : midiWrongEndpoint;
+    });
+}
+
+MIDIStatus MemoryRouting::sendIn(MIDIEndpointRef endpoint, bool endpointIsSource, const PacketListView& list) {
+    return table.read([&](const MemoryRoutingTable* now) {
+        const MemoryRoute* route = now->find(endpoint, endpointIsSource, !endpointIsSource);
+        if (!route) return midiWrongEndpoint;
+        runReaders(*route, list);
+        return midiSuccess;
+    });
+}
+
+MIDIStatus MemoryRouting::distribute(const MemoryRoute& route, MIDIEndpointRef endpoint, const PacketListView& list) {
+    for (const auto& listener : route.listeners) (*listener)(list);
+    return route.readers.empty() ? midiSuccess : post(endpoint, list);
+}
+
+MIDIStatus MemoryRouting::post(MIDIEndpointRef endpoint, const PacketListView& list) {
+    if (underWay.add(1) > listsUnderWayLimit) {
+        underWay.add(static_cast<std::size_t>(-1));
+        lost.add(1);
+        return midiQueueFull;
+    }
+    std::unique_ptr<Letter> letter = takeLetter();
+    const auto used = list.usedMemory();
+    letter->endpoint = endpoint;
+    letter->memory.assign(used.begin(), used.end());
+    queue->async([weakSelf = weak_from_this(), letter = std::move(letter)]() mutable {
+        if (const auto self = weakSelf.lock()) self->deliver(std::move(letter));
+    });
+    return midiSuccess;
+}
+
+std::unique_ptr<MemoryRouting::Letter> MemoryRouting::takeLetter() {
+    std::unique_ptr<Letter> letter = spareLetters.with([](auto& spare) {
+        if (spare.empty()) return std::unique_ptr<Letter>();
+        std::unique_ptr<Letter> taken = std::move(spare.back());
+        spare.pop_back();
+        return taken;
+    });
+    return letter ? std::move(letter) : std::make_unique<Letter>();
+}
+
+void MemoryRouting::deliver(std::unique_ptr<Letter> letter) {
+    table.read([&](const MemoryRoutingTable* now) {
+        // Whoever has disconnected since hears nothing of it any more.
+        const auto found = now->routes.find(letter->endpoint);
+        if (found != now->routes.end()) runReaders(found->second, PacketListView(letter->memory));
+    });
+    underWay.add(static_cast<std::size_t>(-1));
+    spareLetters.with([&](auto& spare) { spare.push_back(std::move(letter)); });
+}
+
+}  // namespace varnolex
