@@ -1,8 +1,10 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/ChainMessage.hpp"
@@ -42,6 +44,14 @@ public:
 
     /// Hands a message to the exit past the remaining tools. Any thread.
     void sendToExit(const ChainMessage& message) noexcept;
+
+    /// Runs `work` as a walk of its own: for a tool's queue that touches what the tool remembers and forwards from
+    /// there. Any thread.
+    template <class Work>
+    void enter(Work&& work) {
+        const std::scoped_lock walk(*chainLock);
+        std::forward<Work>(work)();
+    }
 
     std::span<const std::shared_ptr<PipeTool>> tools() const { return toolList; }
 

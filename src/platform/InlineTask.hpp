@@ -15,9 +15,8 @@ public:
     BasicInlineTask() = default;
 
     template <class Callable>
-        requires(!std::is_same_v<std::remove_cvref_t<Callable>, BasicInlineTask> &&
-                 std::is_invocable_v<std::remove_cvref_t<Callable>&>)
-    BasicInlineTask(Callable&& callable) {
+    requires(!std::is_same_v<std::remove_cvref_t<Callable>, BasicInlineTask> &&
+             std::is_invocable_v<std::remove_cvref_t<Callable>&>) BasicInlineTask(Callable&& callable) {
         using Held = std::remove_cvref_t<Callable>;
         static_assert(sizeof(Held) <= Capacity, "the capture is too large for a task: box it");
         static_assert(alignof(Held) <= alignof(std::max_align_t));

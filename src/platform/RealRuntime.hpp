@@ -25,10 +25,11 @@ public:
     /// Runs the main queue on the calling (main) thread until `stopMain`. May be called again afterwards.
     void runMain();
 
-    /// Ends `runMain` after the task that is running. Any thread.
+    /// Ends `runMain` after the task that is running; called before it, makes it return at once. Any thread.
     void stopMain();
 
-    /// Runs what is due on the main queue and returns: for a main thread that another loop owns.
+    /// Runs what is due on the main queue and returns: for a main thread that another loop owns. From inside a
+    /// task of the main queue it does nothing.
     void pollMain();
 
     /// A file descriptor that becomes readable when the main queue has something to do, for such a loop.

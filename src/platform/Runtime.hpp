@@ -46,6 +46,8 @@ private:
 
 /// A serial queue: its tasks run one after another, never two at once. All operations may be called from any
 /// thread; once the queue has reached its working size none of them allocates, and none waits for a task.
+/// What is pending when the queue or the runtime goes is dropped; a task that has begun runs to its end.
+/// Scheduling for a runtime that has gone does nothing. A task must not throw.
 class Queue : public std::enable_shared_from_this<Queue> {
 public:
     virtual ~Queue() = default;
@@ -59,7 +61,9 @@ public:
     virtual WorkItem at(HostTime deadline, Task task) = 0;
 
     /// Runs the task at `first`, `first + period`, `first + 2 * period` and so on. Deadlines are absolute, so a
-    /// late run doesn't move the later ones. `period` is at least 1 tick.
+    /// late run doesn't move the later ones, and late ticks are made up for; only behind a standstill of more than a
+    /// second are they left out. A `first` of 0 means now; of one in the past, one tick comes at once and the next
+    /// one on the grid. `period` is at least 1 tick.
     virtual RepeatingTimer repeating(HostTime first, Nanoseconds period, Task task) = 0;
 
     WorkItem after(Nanoseconds delay, Task task);

@@ -16,7 +16,9 @@ void ChainLock::lockContended() noexcept {
         // A broken word means memory corruption: going on would let two walks into one chain.
         if (errno != EINTR && errno != EAGAIN) std::abort();
     }
+    // The lock may have come from a holder that called the kernel, or from one that let go before it was asked.
     handovers.load(std::memory_order_acquire);
+    word.load(std::memory_order_acquire);
 }
 
 void ChainLock::unlockContended() noexcept {

@@ -1,0 +1,197 @@
+#include "platform/QueueServer.hpp"
+
+#define ASIO_STANDALONE
+#include <pthread.h>
+#include <signal.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <sys/timerfd.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cassert>
+#include <system_error>
+
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+
+namespace varnolex {
+
+namespace {
+
+/// Above every ordinary thread, below the audio servers, which a MIDI timer mustn't hold up.
+constexpr int timingPriority = 5;
+
+int orThrow(int descriptor, const char* what) {
+    if (descriptor < 0) throw std::system_error(errno, std::generic_category(), what);
+    return descriptor;
+}
+
+struct Descriptor {
+    explicit Descriptor(int opened) : number(opened) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { ::close(number); }
+    const int number;
+};
+
+bool askForRealTime(pthread_t thread) {
+    sched_param parameters{};
+    parameters.sched_priority = timingPriority;
+    return pthread_setschedparam(thread, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0 ||
+           pthread_setschedparam(thread, SCHED_FIFO, &parameters) == 0;
+}
+
+}  // namespace
+
+HostTime monotonicTime() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<HostTime>(now.tv_sec) * ticksPerSecond + static_cast<HostTime>(now.tv_nsec);
+}
+
+/// The event loop of one server, with its two sources: the alarm, which only the serving thread sets, and the bell.
+struct QueueServer::Loop {
+    Loop()
+        : alarm(context, orThrow(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC), "timerfd")),
+          bell(context, orThrow(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")),
+          both(orThrow(epoll_create1(EPOLL_CLOEXEC), "epoll")) {
+        for (const int source : {alarm.native_handle(), bell.native_handle()}) {
+            epoll_event interest{};
+            interest.events = EPOLLIN;
+            orThrow(epoll_ctl(both.number, EPOLL_CTL_ADD, source, &interest), "epoll");
+        }
+        listenTo(alarm);
+        listenTo(bell);
+    }
+
+    void listenTo(asio::posix::stream_descriptor& source) {
+        source.async_wait(asio::posix::stream_descriptor::wait_read, [this, &source](const asio::error_code& error) {
+            if (error) return;
+            std::uint64_t count = 0;
+            // Both don't block: a source that was acknowledged before gives nothing, which is as good.
+            [[maybe_unused]] const auto size = ::read(source.native_handle(), &count, sizeof count);
+            listenTo(source);
+        });
+    }
+
+    void setAlarm(HostTime time) {
+        itimerspec setting{};
+        if (time != ~HostTime{0}) {
+            setting.it_value.tv_sec = static_cast<time_t>(time / ticksPerSecond);
+            // All zero would switch the alarm off.
+            setting.it_value.tv_nsec = std::max<long>(static_cast<long>(time % ticksPerSecond), 1);
+        }
+        timerfd_settime(alarm.native_handle(), TFD_TIMER_ABSTIME, &setting, nullptr);
+    }
+
+    asio::io_context context{1};
+    asio::posix::stream_descriptor alarm;
+    asio::posix::stream_descriptor bell;
+    /// Readable when either is, for a main thread whose loop is somebody else's.
+    Descriptor both;
+};
+
+QueueServer::QueueServer() : loop(std::make_unique<Loop>()) {}
+
+QueueServer::~QueueServer() { close(); }
+
+bool QueueServer::startThread(const std::string& name, bool isTiming) {
+    // Signals are the main thread's: a new thread inherits the mask of the one that makes it.
+    sigset_t all;
+    sigset_t former;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former);
+    thread = std::thread([this, isTiming] { serve(isTiming); });
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    pthread_setname_np(thread.native_handle(), name.c_str());
+    return isTiming && askForRealTime(thread.native_handle());
+}
+
+TaskSchedule::Ticket QueueServer::push(const void* owner, HostTime deadline, HostTime period, Task task) {
+    const HostTime now = monotonicTime();
+    bool mustWake = false;
+    const TaskSchedule::Ticket ticket = schedule.with([&](Schedule& held) -> TaskSchedule::Ticket {
+        if (held.isClosed) return 0;
+        if (std::max(deadline, now) < held.sleepsUntil) {
+            mustWake = held.sleepsUntil != 0;
+            held.sleepsUntil = 0;
+        }
+        return held.tasks.push(owner, deadline, period, now, std::move(task));
+    });
+    if (mustWake) ring();
+    return ticket;
+}
+
+void QueueServer::cancel(TaskSchedule::Ticket ticket) {
+    Task ended;
+    schedule.with([&](Schedule& held) { held.tasks.cancel(ticket, ended); });
+}
+
+void QueueServer::cancelAll(const void* owner) {
+    std::uint32_t cursor = 0;
+    for (bool more = true; more;) {
+        Task ended;
+        more = schedule.with([&](Schedule& held) { return held.tasks.cancelSome(owner, cursor, ended); });
+    }
+}
+
+void QueueServer::ring() {
+    const std::uint64_t one = 1;
+    // Only a counter that is about to overflow refuses, and that one is readable anyway.
+    [[maybe_unused]] const auto size = ::write(loop->bell.native_handle(), &one, sizeof one);
+}
+
+void QueueServer::close() {
+    if (isClosing.exchange(true)) return;
+    schedule.with([](Schedule& held) { held.isClosed = true; });
+    ring();
+    if (thread.joinable()) {
+        assert(thread.get_id() != std::this_thread::get_id() && "a task can't close the server that runs it");
+        thread.join();
+    }
+    cancelAll(nullptr);
+}
+
+bool QueueServer::runOne(HostTime limit) {
+    Task* const task = schedule.with(
+        [&](Schedule& held) -> Task* { return held.tasks.isRunning() ? nullptr : held.tasks.begin(limit).task; });
+    if (!task) return false;
+    (*task)();
+    Task ended;
+    const HostTime now = monotonicTime();
+    schedule.with([&](Schedule& held) { held.tasks.finish(now, ended); });
+    return true;
+}
+
+bool QueueServer::prepareSleep() {
+    const HostTime now = monotonicTime();
+    const HostTime until = schedule.with([&](Schedule& held) {
+        const HostTime next = held.tasks.nextDeadline().value_or(~HostTime{0});
+        held.sleepsUntil = next <= now ? 0 : next;
+        return held.sleepsUntil;
+    });
+    if (until == 0) return false;
+    loop->setAlarm(until);
+    return true;
+}
+
+void QueueServer::sleep() { loop->context.run_one(); }
+
+void QueueServer::acknowledge() { loop->context.poll(); }
+
+int QueueServer::descriptor() const { return loop->both.number; }
+
+void QueueServer::serve(bool isTiming) {
+    // The kernel may put ordinary wake-ups off by 50 us to gather them.
+    if (isTiming) prctl(PR_SET_TIMERSLACK, 1, 0, 0, 0);
+    while (!isClosing.load()) {
+        const HostTime now = monotonicTime();
+        while (!isClosing.load() && runOne(now)) {
+        }
+        if (prepareSleep()) sleep();
+    }
+}
+
+}  // namespace varnolex

@@ -1,0 +1,84 @@
+#include "tools/ToolFactory.hpp"
+
+#include <array>
+
+#include "engine/Catalogue.hpp"
+#include "tools/StandInTool.hpp"
+#include "tools/ToolDefinitions.hpp"
+
+namespace varnolex {
+namespace {
+
+// One row a kind, in catalogue order. An empty row is a kind that this build has no tool for yet.
+constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
+    /* midiIn */ &midiInDefinition,
+    /* midiOut */ &midiOutDefinition,
+    /* messageList */ nullptr,
+    /* chordDetector */ nullptr,
+    /* transpose */ &transposeDefinition,
+    /* split */ &splitDefinition,
+    /* monophonic */ &monophonicDefinition,
+    /* keyMapper */ &keyMapperDefinition,
+    /* microTuner */ &microTunerDefinition,
+    /* durationTool */ nullptr,
+    /* chord */ nullptr,
+    /* scale */ nullptr,
+    /* arp */ &arpDefinition,
+    /* latch */ &latchDefinition,
+    /* strum */ nullptr,
+    /* looper */ nullptr,
+    /* velocityModifier */ nullptr,
+    /* curveTransformer */ nullptr,
+    /* randomizer */ nullptr,
+    /* channelFilter */ &channelFilterDefinition,
+    /* channelRouter */ &channelRouterDefinition,
+    /* filter */ &filterDefinition,
+    /* voiceFilter */ &voiceFilterDefinition,
+    /* sysCommonFilter */ &sysCommonFilterDefinition,
+    /* realTimeFilter */ &realTimeFilterDefinition,
+    /* controlSplit */ nullptr,
+    /* set */ nullptr,
+    /* toggle */ nullptr,
+    /* ccMap */ nullptr,
+    /* smooth */ nullptr,
+    /* lfo */ &lfoDefinition,
+    /* threshold */ nullptr,
+    /* eventConverter */ nullptr,
+    /* pnMapper */ nullptr,
+    /* timingClock */ &timingClockDefinition,
+    /* midiGenerator */ nullptr,
+    /* delay */ nullptr,
+    /* humanize */ nullptr,
+    /* quantize */ nullptr,
+    /* roundRobin */ nullptr,
+    /* duplicate */ nullptr,
+    /* panic */ nullptr,
+    /* keystroke */ nullptr,
+    /* keyboard */ nullptr,
+    /* keyboardInput */ nullptr,
+    /* hid */ nullptr,
+    /* mpeDistributor */ nullptr,
+    /* mpeMerge */ nullptr,
+    /* mpeZoneSetup */ nullptr,
+    /* script */ nullptr,
+    /* constant */ &constantDefinition,
+    /* manipulator */ &manipulatorDefinition,
+    /* logic */ &logicDefinition,
+    /* dataReader */ &dataReaderDefinition,
+    /* counter */ &counterDefinition,
+    /* nrpnAssembler */ nullptr,
+    /* nrpnDisassembler */ nullptr,
+    /* rpnAssembler */ nullptr,
+    /* rpnDisassembler */ nullptr,
+};
+
+}  // namespace
+
+const ToolDefinition* findToolDefinition(PipeToolType type) { return definitions[indexOf(type)]; }
+
+std::shared_ptr<PipeTool> makeTool(PipeToolType type) {
+    if (const ToolDefinition* definition = findToolDefinition(type)) return definition->make();
+    return std::make_shared<StandInTool>(type);
+}
+
+}  // namespace varnolex
