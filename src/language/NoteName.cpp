@@ -16,8 +16,23 @@ struct NamedPitch {
 
 // The two-letter names first: "C#4" also begins with a C.
 constexpr std::array<NamedPitch, 17> namedPitches{{
-    {"C#", 1}, {"Db", 1}, {"D#", 3}, {"Eb", 3}, {"F#", 6}, {"Gb", 6}, {"G#", 8}, {"Ab", 8}, {"A#", 10},
-    {"Bb", 10}, {"C", 0},  {"D", 2},  {"E", 4},  {"F", 5},  {"G", 7},  {"A", 9},  {"B", 11},
+    {"C#", 1},
+    {"Db", 1},
+    {"D#", 3},
+    {"Eb", 3},
+    {"F#", 6},
+    {"Gb", 6},
+    {"G#", 8},
+    {"Ab", 8},
+    {"A#", 10},
+    {"Bb", 10},
+    {"C", 0},
+    {"D", 2},
+    {"E", 4},
+    {"F", 5},
+    {"G", 7},
+    {"A", 9},
+    {"B", 11},
 }};
 
 // Far beyond any keyboard, and far from overflow.

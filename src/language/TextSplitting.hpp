@@ -7,8 +7,9 @@
 
 namespace varnolex {
 
-// The language has no tokens: a text is cut up by splitting that knows brackets. All views point into the text given, every
-// piece is trimmed, and a closing bracket too many never takes a depth below zero, so one slip doesn't swallow the rest.
+// The language has no tokens: a text is cut up by splitting that knows brackets. All views point into the text given,
+// every piece is trimmed, and a closing bracket too many never takes a depth below zero, so one slip doesn't swallow
+// the rest.
 
 /// The text without blanks and tabs at its ends.
 std::string_view trimmed(std::string_view text);

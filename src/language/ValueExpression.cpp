@@ -1,6 +1,7 @@
 #include "language/ValueExpression.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "language/TextSplitting.hpp"
@@ -44,11 +45,10 @@ DSLCompiledNode wordReader(std::string_view word) {
 }
 
 void setTrigger(CompiledConfig& config, std::string_view trigger) {
-    config["triggerType"] = "noteOn";
-    if (!lowerCased(trigger.substr(0, 2)).starts_with("cc")) return;
-    config["triggerType"] = "cc";
+    const bool isController = lowerCased(trigger.substr(0, 2)) == "cc";
+    config["triggerType"] = std::string(isController ? "cc" : "noteOn");
     const auto first = trigger.find_first_of("0123456789");
-    if (first == std::string_view::npos) return;
+    if (!isController || first == std::string_view::npos) return;
     const auto digits = trigger.substr(first, trigger.find_first_not_of("0123456789", first) - first);
     config["triggerCC"] = byteOr(digits, 0);
 }
@@ -93,9 +93,7 @@ DSLCompiledNode offsetNode(double offset) {
     return {"Manipulator", {{"operation", "A + Offset"}, {"offsetValue", offset}}};
 }
 
-DSLCompiledNode invertNode(double from) {
-    return {"Manipulator", {{"operation", "127 − A"}, {"offsetValue", from}}};
-}
+DSLCompiledNode invertNode(double from) { return {"Manipulator", {{"operation", "127 − A"}, {"offsetValue", from}}}; }
 
 /// Nodes that feed each other in a row, the last of them the port.
 SupportNodes inARow(std::vector<DSLCompiledNode> nodes, std::string_view port) {
@@ -146,8 +144,8 @@ ScaleAndOffset readArithmetic(std::string_view text) {
 SupportNodes compileArithmetic(std::string_view text, std::string_view port, std::optional<RealRange> range) {
     auto source = readSource(text);
     auto [scale, offset] = readArithmetic(source.rest);
-    if (!scale && !offset && range) {
-        scale = range->high / 127 - range->low / 127;
+    if (!scale && !offset && range && std::isfinite(range->high - range->low)) {
+        scale = (range->high - range->low) / 127;
         offset = range->low;
     }
     std::vector<DSLCompiledNode> nodes{std::move(source.node)};

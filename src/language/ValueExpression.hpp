@@ -33,8 +33,8 @@ SourceCondition readCondition(std::string_view text);
 /// A `Logic` node that yields `trueValue` while the condition holds and `falseValue` otherwise.
 DSLCompiledNode logicNode(const SourceCondition& condition, double trueValue, double falseValue);
 
-/// Compiles a value expression that drives `port` of the main node. A source alone is spread over `range`, if there is one.
-/// Nothing for a text that is no value expression.
+/// Compiles a value expression that drives `port` of the main node. A source alone is spread over `range`, if there is
+/// one. Nothing for a text that is no value expression.
 std::optional<SupportNodes> compileValueExpression(std::string_view text, std::string_view port,
                                                    std::optional<RealRange> range);
 

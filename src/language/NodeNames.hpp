@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string_view>
+
+namespace varnolex {
+
+class NodeParameters;
+
+/// A name of the language with the tool kind that it stands for.
+struct NodeName {
+    /// In lower case.
+    std::string_view name;
+    /// The raw value of the kind.
+    std::string_view toolType;
+    /// Reads the parameters of a call; null for a kind that takes none.
+    void (*readParameters)(NodeParameters& call) = nullptr;
+};
+
+/// The row of a name in any case, or null for a name that the language doesn't know.
+const NodeName* findNodeName(std::string_view name);
+
+}  // namespace varnolex

@@ -1,0 +1,102 @@
+// Parameters of the tools that work on notes, and of harmony.
+
+#include <array>
+
+#include "language/NoteName.hpp"
+#include "language/ParameterFunctions.hpp"
+#include "language/TextSplitting.hpp"
+
+namespace varnolex {
+
+namespace {
+
+constexpr std::array<ParameterWord, 3> notePriorities{{{"last", 0}, {"lowest", 1}, {"highest", 2}}};
+constexpr std::array<ParameterWord, 2> strumDirections{{{"up", 0}, {"down", 1}}};
+
+constexpr std::array<ParameterWord, 10> scaleTypes{{{"major", 0},
+                                                    {"minor", 1},
+                                                    {"harmonic_minor", 2},
+                                                    {"pent_major", 3},
+                                                    {"pent_minor", 4},
+                                                    {"blues", 5},
+                                                    {"chromatic", 6},
+                                                    {"whole_tone", 7},
+                                                    {"diminished", 8},
+                                                    {"custom", 9}}};
+
+constexpr std::int64_t customPreset = 45;
+
+constexpr std::array<std::string_view, customPreset> chordPresets{
+    "Major", "Minor",    "Dim",   "Aug",    "Sus2",  "Sus4",   "Maj7",    "Dom7",  "Min7", "MinMaj7", "Dim7",   "m7b5",
+    "Aug7",  "AugMaj7",  "7b5",   "6",      "m6",    "6/9",    "m6/9",    "9",     "Maj9", "m9",      "mMaj9",  "add9",
+    "madd9", "11",       "m11",   "13",     "m13",   "Maj13",  "7b9",     "7#9",   "7#11", "9#11",    "7b9b13", "7sus4",
+    "7sus2", "Maj7sus4", "9sus4", "13sus4", "Power", "Octave", "5th+Oct", "madd4", "sus24"};
+
+std::optional<std::int64_t> chordPreset(std::string_view name) {
+    if (lowerCased(name) == "custom") return customPreset;
+    for (std::size_t index = 0; index < chordPresets.size(); ++index) {
+        if (chordPresets[index] == name) return static_cast<std::int64_t>(index);
+    }
+    return std::nullopt;
+}
+
+std::vector<std::int64_t> readIntervals(std::string_view list) {
+    std::vector<std::int64_t> intervals;
+    for (const auto item : splitList(withoutBrackets(list))) {
+        if (const auto interval = readInteger(item)) intervals.push_back(*interval);
+    }
+    return intervals;
+}
+
+}  // namespace
+
+void readTransposeParameters(NodeParameters& call) {
+    const auto named = call.named({"semitones"});
+    const auto steps = named ? named : call.positional(0);
+    if (!call.expression("semitones", steps, call.expressionRange())) call.integer("semitones", steps, 0);
+    call.byte("fromChannel", call.named({"ch", "fromChannel"}));
+}
+
+void readSplitParameters(NodeParameters& call) {
+    const auto key = call.positional(0);
+    call.set("splitKey", key ? readNote(*key).value_or(60) : 60);
+}
+
+void readMonoParameters(NodeParameters& call) {
+    const auto priority = call.positional(0);
+    if (priority) call.choice("mode", lowerCased(*priority), notePriorities);
+}
+
+void readDurationParameters(NodeParameters& call) { call.integer("durationMs", call.positional(0)); }
+
+void readLatchParameters(NodeParameters& call) { call.toggle("exclusiveMode", call.named({"exclusive"})); }
+
+void readStrumParameters(NodeParameters& call) {
+    call.integer("spreadMs", std::nullopt, 50);
+    for (const auto word : call.positionals()) {
+        call.choice("direction", word, strumDirections);
+        call.integer("spreadMs", word);
+    }
+}
+
+void readScaleParameters(NodeParameters& call) {
+    const auto root = call.positional(0);
+    const auto type = call.positional(1);
+    if (const auto key = root ? readPitchClass(*root) : std::nullopt) call.set("rootKey", *key);
+    if (type) call.choice("scaleType", lowerCased(*type), scaleTypes);
+    if (call.positional(2) == "down") call.set("direction", std::int64_t{1});
+}
+
+void readChordParameters(NodeParameters& call) {
+    // A preset name only counts at the very front: the tail of an unbracketed `custom:` list is positional too.
+    const bool namesPreset = !call.all().empty() && !call.all().front().key;
+    const auto preset = namesPreset ? chordPreset(call.all().front().value) : std::nullopt;
+    if (preset) call.set("preset", *preset);
+    if (const auto intervals = call.named({"custom"})) {
+        call.set("customIntervals", readIntervals(*intervals));
+        call.set("preset", customPreset);
+    }
+    call.toggle("suppressRoot", call.named({"noRoot"}));
+}
+
+}  // namespace varnolex
