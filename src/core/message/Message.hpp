@@ -1,0 +1,121 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <new>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "core/message/MessageTypeMask.hpp"
+#include "core/message/SharedName.hpp"
+#include "platform/HostTime.hpp"
+#include "platform/UUID.hpp"
+#include "platform/concurrency/BlockPool.hpp"
+#include "platform/concurrency/Reference.hpp"
+
+namespace varnolex {
+
+/// Marks a message that left a chain.
+struct PipeRouteInfo {
+    SharedName pipeName;
+    /// May be absent.
+    SharedName toolName;
+
+    bool operator==(const PipeRouteInfo&) const = default;
+};
+
+/// Which class a message is of.
+enum class MessageClass : std::uint8_t {
+    voice,
+    systemExclusive,
+    systemCommon,
+    systemRealTime,
+    nrpn,
+    invalid,
+};
+
+/// A MIDI event on the monitoring side: shared by reference between threads, and read-only once whoever made it
+/// has handed it on. Messages live in pooled memory, so that making and ending one leaves the general heap alone.
+class Message {
+public:
+    Message(const Message&) = delete;
+    Message& operator=(const Message&) = delete;
+
+    virtual MessageTypeMask messageType() const { return MessageTypeMask::invalid; }
+    virtual MessageClass messageClass() const = 0;
+
+    /// This message as one of its subclass, or null when it is of another.
+    template <class Subclass>
+    const Subclass* as() const {
+        return messageClass() == Subclass::ownClass ? static_cast<const Subclass*>(this) : nullptr;
+    }
+
+    /// Set on messages that left a chain, absent on messages from an endpoint.
+    std::optional<PipeRouteInfo> routeInfo() const { return route.pipeName ? std::optional(route) : std::nullopt; }
+
+    /// Only before the message is handed on. The pipe's name must be there.
+    void setRouteInfo(PipeRouteInfo info) { route = info; }
+
+    void retain() const noexcept { references.retain(); }
+    void release() const noexcept {
+        if (references.release()) end();
+    }
+
+    /// Fresh for each message; selections and table rows go by it.
+    const UUID id;
+
+    /// Ticks of the host clock, never 0.
+    const HostTime timeStamp;
+
+    /// The display name of the endpoint or route that the message came from. Written only before the message is
+    /// handed on.
+    SharedName originatingEndpointName;
+
+protected:
+    /// A `time` of 0 stands for now.
+    Message(HostTime time, std::uint8_t status, SharedName endpoint);
+    virtual ~Message() = default;
+
+    template <class Subclass, class... Arguments>
+    friend Reference<Subclass> makeMessage(Arguments&&... arguments);
+    template <class Subclass, class... Arguments>
+    friend Reference<Subclass> makeMessageWithRoom(std::size_t room, Arguments&&... arguments);
+
+private:
+    void end() const noexcept;
+
+    PipeRouteInfo route;
+    mutable ReferenceCount references;
+
+public:
+    /// With the channel in its low nibble where there is one.
+    const std::uint8_t statusByte;
+
+    /// Whether the time given was 0, so that `timeStamp` was read from the host clock.
+    const bool timeStampWasZeroWhenReceived : 1;
+
+private:
+    BlockPool::SizeClass sizeClass : 7;
+};
+
+using MessageRef = Reference<Message>;
+using MessageList = std::vector<MessageRef>;
+
+/// A new message with `room` bytes of pooled memory behind the object.
+template <class Subclass, class... Arguments>
+Reference<Subclass> makeMessageWithRoom(std::size_t room, Arguments&&... arguments) {
+    const std::size_t size = sizeof(Subclass) + room;
+    const BlockPool::SizeClass sizeClass = BlockPool::classOf(size);
+    auto* const message = new (BlockPool::allocate(sizeClass, size)) Subclass(std::forward<Arguments>(arguments)...);
+    static_cast<Message*>(message)->sizeClass = sizeClass;
+    return Reference<Subclass>::adopt(message);
+}
+
+/// A new message of a class, from the arguments of its constructor.
+template <class Subclass, class... Arguments>
+Reference<Subclass> makeMessage(Arguments&&... arguments) {
+    return makeMessageWithRoom<Subclass>(0, std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace varnolex
