@@ -42,9 +42,10 @@ public:
     /// Main thread: changes the settings through `edit(Settings&)` as one change.
     template <class Edit>
     void change(Edit&& edit) {
-        Settings next = settingsToKeep();
+        const Settings before = settingsToKeep();
+        Settings next = before;
         edit(next);
-        adopt(next);
+        adopt(next, before);
     }
 
     bool takesLiveValues() const override { return !std::is_same_v<Lives, NoLiveValues>; }
@@ -67,9 +68,10 @@ public:
     }
 
     void editSettings(SettingsBase base, const std::function<void(void*)>& edit) override {
-        Settings next = settingsFrom(base);
+        const Settings before = settingsToKeep();
+        Settings next = base == SettingsBase::current ? before : settingsFrom(base);
         edit(&next);
-        adopt(next);
+        adopt(next, before);
     }
 
 protected:
@@ -79,7 +81,7 @@ protected:
     const Lives& live() const { return lives; }
 
     /// Everything that a change of settings sets off, called once per change on the main thread, after the new
-    /// settings are in force.
+    /// settings are in force. `before` is what the edit started from, so what it left alone is equal in both.
     virtual void settingsDidChange(const Settings& /*before*/) {}
 
     /// Called on the main thread after a live value was set or cleared.
@@ -108,8 +110,7 @@ private:
         return settingsToKeep();
     }
 
-    void adopt(const Settings& next) {
-        const Settings before = settingsToKeep();
+    void adopt(const Settings& next, const Settings& before) {
         stored = next;
         snapshot.publish(RealTimeSettings<Settings>::of(stored));
         settingsDidChange(before);

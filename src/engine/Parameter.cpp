@@ -2,6 +2,9 @@
 
 #include <array>
 #include <limits>
+#include <utility>
+
+#include "platform/UUID.hpp"
 
 namespace varnolex {
 namespace {
@@ -17,8 +20,9 @@ std::string rangeText(IntegerLimits limits) {
 }  // namespace
 
 std::string_view nameOf(ParameterShape shape) {
-    static constexpr std::array<std::string_view, 10> names{
-        "toggle", "integer", "byte", "word", "signedWord", "real", "choice", "text", "list", "uniqueID",
+    static constexpr std::array<std::string_view, 11> names{
+        "toggle", "integer", "byte", "word",     "signedWord",    "real",
+        "choice", "text",    "list", "uniqueID", "virtualPortID",
     };
     return names[static_cast<std::size_t>(shape)];
 }
@@ -32,6 +36,7 @@ IntegerLimits limitsOf(ParameterShape shape) {
         case ParameterShape::signedWord:
             return {-32768, 32767};
         case ParameterShape::uniqueID:
+        case ParameterShape::virtualPortID:
             return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
         default:
             return {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()};
@@ -84,6 +89,14 @@ std::size_t choiceIn(const ParameterValue& value, const Parameter& row) {
     for (std::size_t index = 0; index < row.choices.size(); ++index)
         if (row.choices[index] == wanted) return index;
     return row.fallbackChoice;
+}
+
+std::optional<std::int32_t> virtualPortIDIn(const ParameterValue& value) {
+    if (const auto* text = std::get_if<std::string>(&value))
+        return UUID::fromText(*text) ? std::optional<std::int32_t>(-1) : std::nullopt;
+    const auto* number = std::get_if<std::int64_t>(&value);
+    if (!number || !std::in_range<std::int32_t>(*number)) return std::nullopt;
+    return static_cast<std::int32_t>(*number);
 }
 
 }  // namespace parameters

@@ -19,7 +19,19 @@ namespace varnolex {
 using ParameterValue = std::variant<std::monostate, bool, std::int64_t, double, std::string, std::vector<std::int64_t>>;
 
 /// What a parameter is to the outside.
-enum class ParameterShape { toggle, integer, byte, word, signedWord, real, choice, text, list, uniqueID };
+enum class ParameterShape {
+    toggle,
+    integer,
+    byte,
+    word,
+    signedWord,
+    real,
+    choice,
+    text,
+    list,
+    uniqueID,
+    virtualPortID
+};
 
 /// The name under which a shape is shown: "toggle", "integer" and so on.
 std::string_view nameOf(ParameterShape shape);
@@ -114,6 +126,7 @@ bool toggleIn(const ParameterValue& value, const Parameter& row);
 const std::string& textIn(const ParameterValue& value, const Parameter& row);
 const std::vector<std::int64_t>& listIn(const ParameterValue& value, const Parameter& row);
 std::size_t choiceIn(const ParameterValue& value, const Parameter& row);
+std::optional<std::int32_t> virtualPortIDIn(const ParameterValue& value);
 /// A list entry for a member of limited width, or an error that names the row.
 std::int64_t entryIn(std::int64_t entry, IntegerLimits limits, const Parameter& row);
 
@@ -260,6 +273,19 @@ constexpr Parameter uniqueID(std::string_view key) {
             held.reset();
         else
             held = static_cast<std::int32_t>(integerIn(value, self));
+    };
+    return row;
+}
+
+/// The unique ID of a virtual port of ours, or none: an integer of 32 bits. Older files hold the text of a UUID, which
+/// tells no more than that some port was chosen: it reads as -1. Anything else is none.
+template <auto Member>
+constexpr Parameter virtualPortID(std::string_view key) {
+    using Record = typename MemberOf<decltype(Member)>::RecordType;
+    Parameter row = uniqueID<Member>(key);
+    row.shape = ParameterShape::virtualPortID;
+    row.write = [](void* settings, const ParameterValue& value, const Parameter&) {
+        static_cast<Record*>(settings)->*Member = virtualPortIDIn(value);
     };
     return row;
 }
