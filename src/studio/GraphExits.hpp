@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/ToolChain.hpp"
+#include "studio/Modular.hpp"
+#include "studio/RoutedMessageTap.hpp"
+
+namespace varnolex {
+
+/// Makes particles for the cables behind one node's exit, at most one each 0.12 s, whatever passes.
+class ParticleReporter : public std::enable_shared_from_this<ParticleReporter> {
+public:
+    ParticleReporter(std::weak_ptr<Modular> graph, std::vector<UUID> connectionIDs);
+
+    /// Processing road: one look at a flag, most of the time.
+    void report(std::uint8_t statusByte) noexcept;
+
+private:
+    void spawn(ModularParticle::Kind kind);
+
+    const std::weak_ptr<Modular> modular;
+    const std::vector<UUID> connIDs;
+    /// Set from a report until the cables may spawn again.
+    SharedValue<bool> resting{false};
+};
+
+/// Feeds the chains downstream, in the order of the cables, each to its end before the next.
+class ForwardingExit final : public ChainExit {
+public:
+    /// `reporter` may be empty.
+    ForwardingExit(std::vector<std::shared_ptr<ToolChain>> chains, std::shared_ptr<ParticleReporter> reporter);
+
+    void deliver(const ChainMessage& message) noexcept override;
+
+private:
+    const std::vector<std::shared_ptr<ToolChain>> downstreamChains;
+    const std::shared_ptr<ParticleReporter> particles;
+};
+
+/// The end of a walk: whoever listens to what leaves the graph hears of it.
+class TerminalExit final : public ChainExit {
+public:
+    TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> graphName);
+
+    void deliver(const ChainMessage& message) noexcept override;
+
+private:
+    const std::shared_ptr<RoutedMessageTap> listeners;
+    const std::shared_ptr<const std::string> pipeName;
+};
+
+}  // namespace varnolex
