@@ -1,0 +1,104 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "endpoints/MIDIService.hpp"
+#include "engine/ConfiguredTool.hpp"
+#include "platform/Runtime.hpp"
+
+namespace varnolex {
+
+class VirtualInput;
+
+struct MidiInSettings {
+    std::optional<std::int32_t> endpointUniqueID;
+    /// The display name of what is or was connected.
+    std::string endpointName;
+    std::optional<std::int32_t> selectedVirtualInputID;
+
+    static MidiInSettings fresh() { return {{}, "None", {}}; }
+
+    /// The processing road reads none of it.
+    struct RealTime {};
+    RealTime realTime() const { return {}; }
+};
+
+/// The head of a chain: takes what a source of the system or a virtual input of ours delivers, cuts it into single
+/// messages and sends each through the chain. It is attached to at most one of the two.
+///
+/// Choices are kept in the settings whether or not the endpoint is there; a missing one leaves the tool offline.
+/// Main thread, but for the arrival of messages, which is on the service's own threads.
+class MidiInTool final : public ConfiguredTool<MidiInSettings> {
+public:
+    MidiInTool();
+
+    void process(const ChainMessage& message, ToolChain& chain) override;
+
+    void start(std::uint32_t midiClient) override;
+    /// Ends every connection and the port. What was chosen stays in the settings.
+    void stop() override;
+
+    /// Makes the input port, once, when a client is known. A refusal leaves the tool without one.
+    void createInputPort();
+
+    /// Attaches to the source with this unique ID in place of whatever was attached. When it isn't there, the tool
+    /// is offline and keeps the choice.
+    void connectToSource(std::int32_t uniqueID);
+    void connectToVirtualInput(const std::shared_ptr<VirtualInput>& input);
+
+    /// Detaches from the source; the choice stays.
+    void disconnectSource();
+    /// Detaches from the virtual input and forgets the choice.
+    void disconnectVirtualInput();
+    /// Detaches from everything and forgets every choice: the picker's "none".
+    void chooseNothing();
+
+    /// Attaches to the source that the settings name, for a tool that got them from a document. A chosen virtual input
+    /// is left to whoever owns the virtual ports, and calls `connectToVirtualInput`.
+    void bindStoredEndpoint();
+
+    /// Whether a source or a virtual input is attached.
+    bool isOnline() const { return online; }
+    /// The activity lamp.
+    bool isReceiving() const { return receiving; }
+
+    MIDIClientRef clientRef() const { return client; }
+    MIDIPortRef inputPort() const { return port; }
+    MIDIEndpointRef connectedEndpoint() const { return source; }
+    std::shared_ptr<VirtualInput> connectedVirtualInput() const { return virtualInput.lock(); }
+
+protected:
+    void settingsDidChange(const MidiInSettings& before) override;
+
+private:
+    /// Writes into the settings what a connection method has done.
+    template <class Edit>
+    void keep(Edit&& edit);
+
+    void detachVirtualInput();
+    std::weak_ptr<MidiInTool> weakSelf();
+
+    /// The tool's chain; nothing when the tool is switched off or has no chain.
+    std::shared_ptr<ToolChain> openChain() const;
+    void receive(const PacketListView& list);
+    void receive(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList);
+    void flashLamp();
+    void lightLamp();
+
+    MIDIClientRef client = 0;
+    MIDIPortRef port = 0;
+    MIDIEndpointRef source = 0;
+    std::weak_ptr<VirtualInput> virtualInput;
+    bool online = false;
+    /// True while a connection method writes the settings itself.
+    bool isKeeping = false;
+
+    bool receiving = false;
+    WorkItem activityWorkItem;
+    /// Set from the first message until the lamp has gone out again: the lamp costs the read thread one look.
+    SharedValue<bool> flashScheduled{false};
+};
+
+}  // namespace varnolex
