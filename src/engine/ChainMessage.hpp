@@ -42,8 +42,8 @@ struct ChainMessage {
     bool isController() const { return isThreeBytes(0xB0); }
     bool isClockTick() const { return length == 1 && bytes[0] == 0xF8; }
 
-    /// note + 128 x channel: what tells sounding notes apart.
-    std::uint16_t noteKey() const { return static_cast<std::uint16_t>(data1() + 128 * channel()); }
+    /// note + 128 x channel, below 2048 whatever the bytes are: what tells sounding notes apart.
+    std::uint16_t noteKey() const { return static_cast<std::uint16_t>((data1() & 0x7F) + 128 * channel()); }
 
     /// The same place in the batch without a message: how a tool drops one.
     ChainMessage dropped() const { return {nullptr, 0, timeStamp, isLastInBatch}; }
