@@ -1,0 +1,114 @@
+#include <array>
+
+#include "engine/ConfiguredTool.hpp"
+#include "engine/ToolChain.hpp"
+#include "engine/WalkState.hpp"
+#include "tools/ToolDefinitions.hpp"
+#include "tools/notes/NoteMap.hpp"
+
+// Moves the notes on one side of a key to another channel, shifted if wanted. The split key itself belongs to the
+// high side. A note ends where it began, also when the split has moved meanwhile.
+
+namespace varnolex {
+namespace {
+
+struct SplitSettings {
+    /// Whether the notes from the split key upwards are moved, else those below it.
+    bool isHigh = false;
+    std::uint8_t splitKey = 60;
+    /// 0 to 15.
+    std::uint8_t outputChannel = 0;
+    bool fromChannelOnly = false;
+    /// 0 to 15.
+    std::uint8_t fromChannel = 0;
+    bool transposeMoved = false;
+    /// In semitones.
+    std::int64_t transposeSteps = 0;
+
+    static SplitSettings fresh() {
+        SplitSettings settings;
+        settings.isHigh = true;
+        return settings;
+    }
+};
+
+struct SplitLives {
+    LiveValue splitKey;
+    LiveValue transposeSteps;
+    LiveValue outputChannel;
+};
+
+using namespace parameters;
+
+constexpr std::array table{
+    toggle<&SplitSettings::isHigh>("isHigh"),
+    byte<&SplitSettings::splitKey>("splitKey").tolerant().port("Split Key", 0, 127, 0).rides<&SplitLives::splitKey>(),
+    byte<&SplitSettings::outputChannel>("outputChannel")
+        .tolerant()
+        .port("Out Channel", 0, 15, 2)
+        .rides<&SplitLives::outputChannel>(),
+    toggle<&SplitSettings::fromChannelOnly>("fromChannelOnly"),
+    byte<&SplitSettings::fromChannel>("fromChannel"),
+    toggle<&SplitSettings::transposeMoved>("transposeMoved"),
+    integer<&SplitSettings::transposeSteps>("transposeSteps")
+        .port("Transpose", -24, 24, 1)
+        .rides<&SplitLives::transposeSteps>(),
+};
+
+class SplitTool final : public ConfiguredTool<SplitSettings, SplitLives> {
+public:
+    SplitTool() : ConfiguredTool(splitDefinition) {}
+
+    void process(const ChainMessage& message, ToolChain& chain) override {
+        const SplitSettings now = current();
+        if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
+            return chain.forward(message);
+        if (message.isNoteOn()) return begin(message, now, chain);
+        const auto began = soundingNotes.inWalk().take(message.noteKey());
+        if (!began) return chain.forward(message);
+        forwardAs(*began, message, chain);
+    }
+
+private:
+    struct Place {
+        std::uint8_t channel;
+        std::uint8_t note;
+    };
+
+    void begin(const ChainMessage& message, const SplitSettings& now, ToolChain& chain) {
+        Place place{message.channel(), message.data1()};
+        if (isMoved(message.data1(), now)) {
+            const int note = movedNote(message.data1(), now);
+            if (!isNote(note)) return chain.forward(message.dropped());
+            place = {static_cast<std::uint8_t>(clampedLive(0, 15, live().outputChannel, now.outputChannel)),
+                     static_cast<std::uint8_t>(note)};
+        }
+        soundingNotes.inWalk().put(message.noteKey(), place);
+        forwardAs(place, message, chain);
+    }
+
+    bool isMoved(int note, const SplitSettings& now) const {
+        return now.isHigh == (note >= clampedLive(0, 127, live().splitKey, now.splitKey));
+    }
+
+    int movedNote(int note, const SplitSettings& now) const {
+        if (!now.transposeMoved) return note;
+        return note + clampedLive(-127, 127, live().transposeSteps, now.transposeSteps);
+    }
+
+    static void forwardAs(Place place, const ChainMessage& message, ToolChain& chain) {
+        const auto status = static_cast<std::uint8_t>(message.kind() | place.channel);
+        const ShortMessage moved(status, place.note, message.data2());
+        chain.forward(message.carrying(moved));
+    }
+
+    /// Where each sounding key went.
+    WalkState<NoteMap<Place>> soundingNotes;
+};
+
+}  // namespace
+
+const ToolDefinition splitDefinition{PipeToolType::split, "SplitConfig", table,
+                                     []() -> std::shared_ptr<PipeTool> { return std::make_shared<SplitTool>(); }};
+
+}  // namespace varnolex
