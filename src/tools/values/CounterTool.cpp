@@ -1,0 +1,113 @@
+#include <algorithm>
+#include <array>
+
+#include "engine/ConfiguredTool.hpp"
+#include "engine/ToolChain.hpp"
+#include "engine/ValueProducer.hpp"
+#include "tools/ToolDefinitions.hpp"
+
+// Counts the messages of one kind that pass, between two limits, and puts the count on its value cables. A note can
+// set it back. The count lasts for the session.
+
+namespace varnolex {
+namespace {
+
+enum class TriggerType : std::uint8_t { any, noteOn, noteOff, cc };
+
+constexpr std::array<std::string_view, 4> triggerTexts{"any", "noteOn", "noteOff", "cc"};
+
+struct CounterSettings {
+    double minValue = 0;
+    double maxValue = 127;
+    double step = 1;
+    bool wrapMode = true;
+    TriggerType triggerType = TriggerType::noteOn;
+    std::uint8_t triggerCC = 0;
+    std::uint8_t triggerThreshold = 64;
+    bool resetEnabled = false;
+    std::uint8_t resetNote = 0;
+
+    static CounterSettings fresh() {
+        CounterSettings settings;
+        settings.maxValue = 7;
+        settings.triggerThreshold = 0;
+        return settings;
+    }
+};
+
+using namespace parameters;
+
+constexpr std::array table{
+    real<&CounterSettings::minValue>("minValue"),
+    real<&CounterSettings::maxValue>("maxValue"),
+    real<&CounterSettings::step>("step"),
+    toggle<&CounterSettings::wrapMode>("wrapMode"),
+    choice<&CounterSettings::triggerType>("triggerType", triggerTexts, static_cast<std::size_t>(TriggerType::noteOn)),
+    byte<&CounterSettings::triggerCC>("triggerCC"),
+    byte<&CounterSettings::triggerThreshold>("triggerThreshold"),
+    toggle<&CounterSettings::resetEnabled>("resetEnabled"),
+    byte<&CounterSettings::resetNote>("resetNote"),
+};
+
+/// At any velocity, so that a reset note's end, sent as a Note On of velocity 0, isn't counted either.
+bool isReset(const CounterSettings& now, const ChainMessage& message) {
+    return now.resetEnabled && message.isThreeBytes(0x90) && message.data1() == now.resetNote;
+}
+
+/// `message` has at least two bytes.
+bool isTrigger(const CounterSettings& now, const ChainMessage& message) {
+    switch (now.triggerType) {
+        case TriggerType::any:
+            return true;
+        case TriggerType::noteOn:
+            return message.isNoteOn();
+        case TriggerType::noteOff:
+            return message.kind() == 0x80 || message.isNoteEnd();
+        case TriggerType::cc:
+            return message.isController() && message.data1() == now.triggerCC &&
+                   message.data2() >= now.triggerThreshold;
+    }
+    return false;
+}
+
+double nextCount(const CounterSettings& now, double count) {
+    const double next = count + now.step;
+    if (!now.wrapMode) return std::max(now.minValue, std::min(next, now.maxValue));
+    if (next > now.maxValue) return now.minValue;
+    return next < now.minValue ? now.maxValue : next;
+}
+
+class CounterTool final : public ConfiguredTool<CounterSettings>, public ValueProducer {
+public:
+    CounterTool() : ConfiguredTool(counterDefinition) {}
+
+    void process(const ChainMessage& message, ToolChain& chain) override {
+        if (message.length >= 2) {
+            const CounterSettings now = current();
+            if (isReset(now, message))
+                take(now.minValue);
+            else if (isTrigger(now, message))
+                take(nextCount(now, currentValue.get()));
+        }
+        chain.forward(message);
+    }
+
+    ValueProducer* valueProducer() override { return this; }
+    double outputValue() const override { return currentValue.get(); }
+
+private:
+    void take(double next) {
+        currentValue.set(next);
+        fire(next);
+    }
+
+    /// Written under the walk's lock.
+    SharedValue<double> currentValue{0};
+};
+
+}  // namespace
+
+const ToolDefinition counterDefinition{PipeToolType::counter, "CounterConfig", table,
+                                       []() -> std::shared_ptr<PipeTool> { return std::make_shared<CounterTool>(); }};
+
+}  // namespace varnolex
