@@ -121,7 +121,11 @@ private:
     }
 
     void flushInvalid() {
-        if (parser.invalidBytes.empty()) return;
+        if (!parser.invalidBytes.empty()) appendInvalid();
+    }
+
+    // Kept out of the way of the bytes that make sense.
+    [[gnu::noinline]] void appendInvalid() {
         messages.push_back(InvalidMessage::make(timeStamp, parser.invalidBytes));
         parser.invalidBytes.clear();
     }

@@ -9,8 +9,7 @@
 
 #include "core/message/MessageTypeMask.hpp"
 #include "core/message/SharedName.hpp"
-#include "platform/HostTime.hpp"
-#include "platform/UUID.hpp"
+#include "platform/Runtime.hpp"
 #include "platform/concurrency/BlockPool.hpp"
 #include "platform/concurrency/Reference.hpp"
 
@@ -74,7 +73,13 @@ public:
 
 protected:
     /// A `time` of 0 stands for now.
-    Message(HostTime time, std::uint8_t status, SharedName endpoint);
+    Message(HostTime time, std::uint8_t status, SharedName endpoint)
+        : id(Runtime::current().makeUUID()),
+          timeStamp(time != 0 ? time : Runtime::current().hostTime()),
+          originatingEndpointName(endpoint),
+          statusByte(status),
+          timeStampWasZeroWhenReceived(time == 0),
+          sizeClass(0) {}
     virtual ~Message() = default;
 
     template <class Subclass, class... Arguments>

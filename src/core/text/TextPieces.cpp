@@ -1,5 +1,6 @@
 #include "core/text/TextPieces.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -8,23 +9,26 @@ namespace varnolex {
 namespace {
 
 constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
+constexpr std::size_t decimalCount = 9;
 constexpr std::string_view hexDigits = "0123456789ABCDEF";
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
-
-using Decimals = std::array<char, 9>;
-
-Decimals decimalsOf(std::uint64_t fraction) {
-    Decimals digits;
-    for (std::size_t index = digits.size(); index-- > 0; fraction /= 10)
-        digits[index] = static_cast<char>('0' + fraction % 10);
-    return digits;
-}
 
 template <class Integer>
 void appendNumber(std::string& out, Integer number) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number);
     out.append(digits.data(), end.ptr);
+}
+
+/// Writes the leading `decimals` of the nine.
+void appendSeconds(std::string& out, std::uint64_t nanoseconds, std::size_t decimals) {
+    std::array<char, 40> text;
+    char* const point = std::to_chars(text.data(), text.data() + text.size(), nanoseconds / nanosecondsPerSecond).ptr;
+    *point = '.';
+    std::uint64_t fraction = nanoseconds % nanosecondsPerSecond;
+    for (std::size_t index = decimalCount; index > 0; --index, fraction /= 10)
+        point[index] = static_cast<char>('0' + fraction % 10);
+    out.append(text.data(), point + 1 + decimals);
 }
 
 bool isContinuation(std::string_view text, std::size_t index) {
@@ -45,6 +49,8 @@ std::size_t sequenceLength(std::string_view text, std::size_t index) {
                          (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90);
     return outside ? 0 : length;
 }
+
+bool isPlain(char character) { return character >= 0x20 && character < 0x7F && character != '"' && character != '\\'; }
 
 void appendEscaped(std::string& out, char character) {
     switch (character) {
@@ -78,20 +84,12 @@ void appendEscaped(std::string& out, char character) {
 
 }  // namespace
 
-void appendSeconds(std::string& out, std::uint64_t nanoseconds) {
-    appendNumber(out, nanoseconds / nanosecondsPerSecond);
-    out += '.';
-    const Decimals decimals = decimalsOf(nanoseconds % nanosecondsPerSecond);
-    out.append(decimals.data(), decimals.size());
-}
+void appendSeconds(std::string& out, std::uint64_t nanoseconds) { appendSeconds(out, nanoseconds, decimalCount); }
 
 void appendJSONSeconds(std::string& out, std::uint64_t nanoseconds) {
-    appendNumber(out, nanoseconds / nanosecondsPerSecond);
-    out += '.';
-    const Decimals decimals = decimalsOf(nanoseconds % nanosecondsPerSecond);
-    std::size_t used = decimals.size();
-    while (used > 1 && decimals[used - 1] == '0') --used;
-    out.append(decimals.data(), used);
+    std::size_t decimals = decimalCount;
+    for (std::uint64_t fraction = nanoseconds; decimals > 1 && fraction % 10 == 0; fraction /= 10) --decimals;
+    appendSeconds(out, nanoseconds, decimals);
 }
 
 void appendHexBytes(std::string& out, std::span<const std::uint8_t> bytes) {
@@ -107,17 +105,25 @@ void appendHexBytes(std::string& out, std::span<const std::uint8_t> bytes) {
 }
 
 void appendJSONBytes(std::string& out, std::span<const std::uint8_t> bytes) {
-    out += '[';
-    for (std::size_t index = 0; index < bytes.size(); ++index) {
-        if (index > 0) out += ',';
-        appendNumber(out, static_cast<unsigned>(bytes[index]));
+    constexpr std::size_t longestItem = 4;
+    const std::size_t begin = out.size();
+    out.resize(begin + bytes.size() * longestItem + 2);
+    char* place = out.data() + begin;
+    *place++ = '[';
+    for (const std::uint8_t byte : bytes) {
+        place = std::to_chars(place, place + longestItem, static_cast<unsigned>(byte)).ptr;
+        *place++ = ',';
     }
-    out += ']';
+    if (!bytes.empty()) --place;
+    *place++ = ']';
+    out.resize(static_cast<std::size_t>(place - out.data()));
 }
 
 void appendJSONString(std::string& out, std::string_view text) {
     out += '"';
-    for (std::size_t index = 0; index < text.size();) {
+    const auto plainEnd = std::find_if_not(text.begin(), text.end(), isPlain);
+    out.append(text.begin(), plainEnd);
+    for (auto index = static_cast<std::size_t>(plainEnd - text.begin()); index < text.size();) {
         const std::size_t length = sequenceLength(text, index);
         if (length == 0) out += replacement;
         if (length == 1) appendEscaped(out, text[index]);
@@ -128,10 +134,10 @@ void appendJSONString(std::string& out, std::string_view text) {
 }
 
 void appendField(std::string& out, std::string_view text) {
-    for (const char character : text) {
-        const bool breaks = character == '\t' || character == '\n' || character == '\r';
-        out += breaks ? ' ' : character;
-    }
+    const auto breaks = [](char character) { return character == '\t' || character == '\n' || character == '\r'; };
+    const std::size_t begin = out.size();
+    out += text;
+    std::replace_if(out.begin() + static_cast<std::ptrdiff_t>(begin), out.end(), breaks, ' ');
 }
 
 void appendInteger(std::string& out, std::int64_t number) { appendNumber(out, number); }
