@@ -14,7 +14,7 @@ namespace varnolex {
 namespace {
 
 // Blocks inside blocks deeper than this add nothing. Nobody writes them, and each level costs stack and another pass.
-constexpr int deepestNesting = 128;
+constexpr int deepestNesting = 64;
 
 constexpr std::int64_t defaultSplitKey = 60;
 

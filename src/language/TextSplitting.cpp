@@ -1,41 +1,39 @@
 #include "language/TextSplitting.hpp"
 
+#include <array>
+
 namespace varnolex {
 
 namespace {
 
-/// Depth inside those brackets that a splitter cares for.
-class BracketDepth {
-public:
-    BracketDepth(std::string_view openingOnes, std::string_view closingOnes)
-        : opening(openingOnes), closing(closingOnes) {}
+/// What each byte does to the depth: the opening brackets raise it, the closing ones lower it.
+using BracketSteps = std::array<signed char, 256>;
 
-    void pass(char character) {
-        if (opening.find(character) != std::string_view::npos) {
-            ++depth;
-        } else if (depth > 0 && closing.find(character) != std::string_view::npos) {
-            --depth;
-        }
-    }
-    bool atTop() const { return depth == 0; }
+constexpr BracketSteps stepsOf(std::string_view opening, std::string_view closing) {
+    BracketSteps steps{};
+    for (const char bracket : opening) steps[static_cast<unsigned char>(bracket)] = 1;
+    for (const char bracket : closing) steps[static_cast<unsigned char>(bracket)] = -1;
+    return steps;
+}
 
-private:
-    std::string_view opening;
-    std::string_view closing;
-    std::size_t depth = 0;
-};
+constexpr BracketSteps braces = stepsOf("{", "}");
+constexpr BracketSteps parenthesesAndBrackets = stepsOf("([", ")]");
+constexpr BracketSteps allBrackets = stepsOf("([{", ")]}");
 
-std::vector<std::string_view> splitAt(std::string_view text, std::string_view separator, BracketDepth depth) {
+std::vector<std::string_view> splitAt(std::string_view text, std::string_view separator, const BracketSteps& steps) {
     std::vector<std::string_view> pieces;
     std::size_t begin = 0;
+    std::size_t depth = 0;
     for (std::size_t at = 0; at < text.size();) {
-        if (depth.atTop() && text.substr(at, separator.size()) == separator) {
+        if (depth == 0 && text[at] == separator[0] && text.substr(at, separator.size()) == separator) {
             pieces.push_back(trimmed(text.substr(begin, at - begin)));
             at += separator.size();
             begin = at;
-        } else {
-            depth.pass(text[at++]);
+            continue;
         }
+        const int step = steps[static_cast<unsigned char>(text[at++])];
+        if (step > 0) ++depth;
+        if (step < 0 && depth > 0) --depth;
     }
     pieces.push_back(trimmed(text.substr(begin)));
     return pieces;
@@ -73,18 +71,18 @@ std::string normalised(std::string_view source) {
 }
 
 std::vector<std::string_view> splitStatements(std::string_view program) {
-    auto statements = splitAt(program, "\n", BracketDepth("{", "}"));
+    auto statements = splitAt(program, "\n", braces);
     std::erase_if(statements, [](std::string_view statement) { return statement.empty(); });
     return statements;
 }
 
 std::vector<std::string_view> splitChain(std::string_view chain) {
-    return splitAt(chain, " -> ", BracketDepth("([", ")]"));
+    return splitAt(chain, " -> ", parenthesesAndBrackets);
 }
 
 std::vector<std::string_view> splitList(std::string_view list) {
     if (trimmed(list).empty()) return {};
-    return splitAt(list, ",", BracketDepth("([{", ")]}"));
+    return splitAt(list, ",", allBrackets);
 }
 
 std::string_view withoutBrackets(std::string_view text) {
