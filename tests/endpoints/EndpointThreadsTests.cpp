@@ -3,6 +3,8 @@
 #include <thread>
 
 #include "endpoints/ServiceFixture.hpp"
+#include "endpoints/VirtualPortManager.hpp"
+#include "platform/DefaultsStore.hpp"
 #include "platform/RealRuntime.hpp"
 
 namespace varnolex {
@@ -90,6 +92,49 @@ TEST(MemoryServiceThreads, SendersRunOnWhileTheMainThreadChangesEveryConnection)
     }
     EXPECT_EQ(listened.get(), received) << "what was read was heard, list for list";
     EXPECT_EQ(ownReception.torn.get(), 0u);
+}
+
+TEST(VirtualInputThreads, TrafficRunsOnWhileChainsComeAndGoAndThePortIsRenamed) {
+    constexpr int changes = 2000;
+    SharedValue<std::uint64_t> heardByChains{0};
+    SharedValue<bool> isOver{false};
+    std::uint64_t monitored = 0;
+    std::uint64_t misnamed = 0;
+    RealRuntime runtime;
+    const RuntimeScope runtimeScope(runtime);
+    MemoryService service;
+    const MIDIServiceScope serviceScope(service);
+    MIDIClientRef client = 0;
+    service.MIDIClientCreateWithBlock("threads", {}, client);
+    DefaultsStore store("");
+    VirtualPortManager manager(store);
+    manager.setClient(client);
+    manager.setMessageHandler([&](const MessageList& messages) {
+        for (const MessageRef& message : messages) {
+            ++monitored;
+            const auto name = message->originatingEndpointName.view();
+            misnamed += name != "Even" && name != "Odd";
+        }
+    });
+    const auto input = manager.addInput("Even");
+    {
+        const std::jthread sender([&, endpoint = input->endpointRef()] {
+            const OwnedList list{{1, {0x90, 60, 100}}, {2, {0xF0, 1, 2, 3, 0xF7}}};
+            while (!isOver.get()) service.sendToVirtualDestination(endpoint, list);
+        });
+        for (int change = 0; change < changes || heardByChains.get() == 0 || monitored == 0; ++change) {
+            const UUID chain = runtime.makeUUID();
+            input->addChainCallback(
+                chain, [&](const std::uint8_t*, std::size_t, HostTime, bool isLast) { heardByChains.add(isLast); });
+            if (change % 50 == 0) manager.renameInput(input, change % 100 == 0 ? "Odd" : "Even");
+            runtime.pollMain();
+            input->removeChainCallback(chain);
+        }
+        isOver.set(true);
+    }
+    runtime.pollMain();
+    EXPECT_GT(monitored, 0u);
+    EXPECT_EQ(misnamed, 0u);
 }
 
 }  // namespace
