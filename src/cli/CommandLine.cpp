@@ -1,0 +1,234 @@
+#include "cli/CommandLine.hpp"
+
+#include <charconv>
+#include <functional>
+#include <random>
+
+#include <CLI/CLI.hpp>
+
+#include "cli/CommandFailure.hpp"
+#include "cli/CompileCommand.hpp"
+#include "cli/ConvertCommand.hpp"
+#include "cli/DumpCommand.hpp"
+#include "cli/RenderCommand.hpp"
+#include "cli/Streams.hpp"
+#include "cli/ToolsCommand.hpp"
+#include "cli/Version.hpp"
+#include "cli/WindowStart.hpp"
+
+namespace varnolex {
+namespace {
+
+using Command = std::function<void()>;
+
+/// Reads a positive number of beats a minute; nothing for any other text.
+std::optional<double> tempoIn(std::string_view text) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+    return value;
+}
+
+/// `--clock` may be followed by its tempo or by a file: only a number belongs to it.
+std::vector<std::string> withTemposAttached(int argc, const char* const* argv) {
+    std::vector<std::string> words;
+    for (int index = 1; index < argc; ++index) {
+        const std::string word = argv[index];
+        if (word != "--clock") {
+            words.push_back(word);
+            continue;
+        }
+        const bool hasTempo = index + 1 < argc && tempoIn(argv[index + 1]);
+        words.push_back("--clock=" + std::string(hasTempo ? argv[++index] : "120"));
+    }
+    return words;
+}
+
+/// What the words of a call are read into, and what they ask for.
+class Call {
+public:
+    Call() : app("MIDI workbench: monitors, routes and processes MIDI through graphs of small tools.", "varnolex") {
+        app.set_version_flag("--version", std::string("varnolex ") + programVersion());
+        app.add_option("--document", document, "Open this document")->type_name("FILE");
+        app.footer("Without a command the window opens. `varnolex COMMAND --help` tells about a command.");
+        addRender();
+        addCompile();
+        addTools();
+        addDump();
+        addConvert();
+    }
+
+    void parse(std::vector<std::string> words) {
+        std::ranges::reverse(words);
+        app.parse(words);
+    }
+
+    /// Prints help or a fault of the call, and returns the exit status.
+    int report(const CLI::ParseError& error) const {
+        if (error.get_exit_code() == 0) return app.exit(error, std::cout, std::cerr);
+        std::cerr << "varnolex: " << error.what() << "\n" << hint() << "\n";
+        return 2;
+    }
+
+    std::string hint() const {
+        const auto used = app.get_subcommands();
+        const std::string command = used.empty() ? "" : " " + used.front()->get_name();
+        return "Try `varnolex" + command + " --help`.";
+    }
+
+    void run() {
+        if (chosen) return chosen();
+        startWindow(document.empty() ? std::nullopt : std::optional(document));
+    }
+
+private:
+    CLI::App* add(const char* name, const char* description, Command command) {
+        CLI::App* sub = app.add_subcommand(name, description);
+        sub->fallthrough(false);
+        sub->callback([this, command = std::move(command)] { chosen = command; });
+        return sub;
+    }
+
+    void addRender() {
+        CLI::App* sub =
+            add("render", "Run a studio graph over recorded input in virtual time", [this] { callRender(); });
+        sub->add_option("PATCH", renderFiles,
+                        "A document (.varnolex), a patch (.vxpatch) or a text in the patch language; left out with "
+                        "--patch. Then the input: a MIDI file (.mid), a SysEx file (.syx) or event text; - by default")
+            ->type_name("[PATCH] [INPUT]")
+            ->expected(0, 2);
+        sub->add_option("--patch", renderPatch, "The patch language text itself")->type_name("TEXT");
+        sub->add_option("--studio", renderStudio, "Which studio of a document; the current one by default")
+            ->type_name("NAME");
+        sub->add_option("-o,--output", render.output, "A MIDI file (.mid) or event text; - by default")
+            ->type_name("OUTPUT");
+        sub->add_flag("--json", render.json, "Write JSON lines in place of event text");
+        sub->add_flag("--start", render.pressStart, "Press Start on every clock and generator at time 0");
+        sub->add_option("--clock", renderClock, "Feed MIDI Start and a MIDI clock, 120 BPM where not told otherwise")
+            ->type_name("[BPM]");
+        sub->add_option("--seed", renderSeed, "Seed of every random draw: a number, or random (1)")->type_name("N");
+        sub->add_option("--tail", render.tailSeconds, "How long time goes on after the last input (2)")
+            ->type_name("SECONDS")
+            ->check(CLI::Range(0.0, 1e8));
+        sub->add_flag("--stats", render.stats, "Tell how many messages passed and how long it took");
+    }
+
+    void callRender() {
+        render.patch.text = renderPatch;
+        render.patch.studio = renderStudio;
+        std::vector<std::string> files = renderFiles;
+        if (!render.patch.text && !document.empty()) files.insert(files.begin(), document);
+        if (!render.patch.text) {
+            if (files.empty()) throw UsageError("render needs a PATCH, or --patch TEXT");
+            render.patch.file = files.front();
+            files.erase(files.begin());
+        }
+        if (files.size() > 1) throw UsageError("render takes one INPUT, and \"" + files[1] + "\" is one too many");
+        if (!files.empty()) render.input = files.front();
+        if (!render.patch.text && render.patch.file == "-" && render.input == "-")
+            throw UsageError("PATCH and INPUT can't both be standard input");
+        render.clockBPM = clockTempo();
+        render.seed = seed();
+        runRender(render);
+    }
+
+    std::optional<double> clockTempo() const {
+        if (!renderClock) return std::nullopt;
+        const auto tempo = tempoIn(*renderClock);
+        if (!tempo || !(*tempo >= 1 && *tempo <= 1000))
+            throw UsageError("--clock takes 1 to 1000 beats a minute, not \"" + *renderClock + "\"");
+        return tempo;
+    }
+
+    std::uint64_t seed() const {
+        if (renderSeed == "random") return std::random_device{}();
+        std::uint64_t value = 0;
+        const char* last = renderSeed.data() + renderSeed.size();
+        const auto [end, error] = std::from_chars(renderSeed.data(), last, value);
+        if (error != std::errc() || end != last)
+            throw UsageError("--seed takes a whole number or \"random\", not \"" + renderSeed + "\"");
+        return value;
+    }
+
+    void addCompile() {
+        CLI::App* sub = add("compile", "Compile patch language text", [this] {
+            compile.text = compilePatch;
+            if (compile.text && compileFile) throw UsageError("compile takes a FILE or --patch, not both");
+            if (compileFile) compile.file = *compileFile;
+            runCompile(compile);
+        });
+        sub->add_option("FILE", compileFile, "The text; - by default");
+        sub->add_option("--patch", compilePatch, "The text itself")->type_name("TEXT");
+        sub->add_option("-o,--output", compile.output, "Write a patch file (.vxpatch) in place of JSON")
+            ->type_name("FILE.vxpatch");
+    }
+
+    void addTools() {
+        CLI::App* sub = add("tools", "List the tool kinds, or tell everything about one",
+                            [this] { runTools(toolKindName, toolsJSON); });
+        sub->add_option("KIND", toolKindName, "A kind, by its raw value, case or display name");
+        sub->add_flag("--json", toolsJSON, "Write a JSON array");
+    }
+
+    void addDump() {
+        CLI::App* sub = add("dump", "Print the typed messages of recorded input",
+                            [this] { runDump(dumpInput, dumpJSON, dumpAssemble); });
+        sub->add_option("INPUT", dumpInput, "A MIDI file (.mid), a SysEx file (.syx) or event text; - by default");
+        sub->add_flag("--json", dumpJSON, "Write one JSON object a line");
+        sub->add_flag("--assemble", dumpAssemble, "Fold NRPN and RPN sequences into single messages");
+    }
+
+    void addConvert() {
+        CLI::App* sub = add("convert", "Write a document or patch of any age in the current form",
+                            [this] { runConvert(convertIn, convertOut); });
+        sub->add_option("IN", convertIn, "The document or patch to read")->required();
+        sub->add_option("OUT", convertOut, "Where to write it")->required();
+    }
+
+    CLI::App app;
+    Command chosen;
+    std::string document;
+
+    RenderOptions render;
+    std::vector<std::string> renderFiles;
+    std::optional<std::string> renderPatch;
+    std::optional<std::string> renderStudio;
+    std::optional<std::string> renderClock;
+    std::string renderSeed = "1";
+
+    CompileOptions compile;
+    std::optional<std::string> compileFile;
+    std::optional<std::string> compilePatch;
+
+    std::string toolKindName;
+    bool toolsJSON = false;
+
+    std::string dumpInput = "-";
+    bool dumpJSON = false;
+    bool dumpAssemble = false;
+
+    std::string convertIn;
+    std::string convertOut;
+};
+
+}  // namespace
+
+int runCommandLine(int argc, const char* const* argv) {
+    Call call;
+    try {
+        call.parse(withTemposAttached(argc, argv));
+        call.run();
+        return 0;
+    } catch (const CLI::ParseError& error) {
+        return call.report(error);
+    } catch (const UsageError& error) {
+        tellUser(error.what());
+        std::cerr << call.hint() << "\n";
+        return 2;
+    } catch (const std::exception& error) {
+        tellUser(error.what());
+        return 1;
+    }
+}
+
+}  // namespace varnolex

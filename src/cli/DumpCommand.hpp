@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace varnolex {
+
+/// Prints the typed messages that the monitoring side makes of recorded input, one a line. With `assemble`, NRPN and
+/// RPN sequences are folded into single messages first. Throws as `MusicInput::read` does.
+void runDump(const std::string& input, bool json, bool assemble);
+
+}  // namespace varnolex

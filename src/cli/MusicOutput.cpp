@@ -1,0 +1,56 @@
+#include "cli/MusicOutput.hpp"
+
+#include <algorithm>
+
+#include "core/midifile/StandardMIDIFile.hpp"
+#include "core/text/EventText.hpp"
+
+namespace varnolex {
+
+std::uint32_t MusicOutput::addEndpoint(std::string name) {
+    names.push_back(std::move(name));
+    return static_cast<std::uint32_t>(names.size() - 1);
+}
+
+void MusicOutput::add(std::uint64_t time, std::span<const std::uint8_t> packet, std::uint32_t endpoint) {
+    list.push_back({time, arena.size(), static_cast<std::uint32_t>(packet.size()), endpoint});
+    arena.insert(arena.end(), packet.begin(), packet.end());
+}
+
+std::vector<MusicOutput::Packet> MusicOutput::inOrder() const {
+    std::vector<Packet> sorted = list;
+    if (!std::ranges::is_sorted(sorted, {}, &Packet::time)) std::ranges::stable_sort(sorted, {}, &Packet::time);
+    return sorted;
+}
+
+std::string MusicOutput::eventText() const {
+    std::string text;
+    for (const Packet& packet : inOrder()) appendEventText(text, packet.time, bytes(packet), names[packet.endpoint]);
+    return text;
+}
+
+std::string MusicOutput::eventJSON() const {
+    std::string text;
+    for (const Packet& packet : inOrder()) appendEventJSON(text, packet.time, bytes(packet), names[packet.endpoint]);
+    return text;
+}
+
+std::string MusicOutput::midiFile(const MIDIFile* model) const {
+    MIDIFile file;
+    if (model) {
+        file.division = model->division;
+        file.tempos = model->tempos;
+        file.timeSignatures = model->timeSignatures;
+        file.keySignatures = model->keySignatures;
+    } else {
+        file.tempos.push_back({0, 500'000});
+    }
+    const TempoMap map = file.tempoMap();
+    file.tracks.resize(names.size());
+    for (std::size_t index = 0; index < names.size(); ++index) file.tracks[index].name = names[index];
+    for (const Packet& packet : inOrder())
+        file.append(file.tracks[packet.endpoint], map.nearestTick(packet.time), bytes(packet));
+    return StandardMIDIFile::write(file);
+}
+
+}  // namespace varnolex

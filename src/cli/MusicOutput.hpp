@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "core/midifile/MIDIFile.hpp"
+
+namespace varnolex {
+
+/// What receivers have heard, and the forms in which it is written.
+class MusicOutput {
+public:
+    /// Adds an endpoint and returns its number.
+    std::uint32_t addEndpoint(std::string name);
+
+    /// Notes that an endpoint has heard a packet, `time` nanoseconds from the beginning.
+    void add(std::uint64_t time, std::span<const std::uint8_t> bytes, std::uint32_t endpoint);
+
+    std::size_t size() const { return list.size(); }
+
+    /// The forms: in order of time, and at one time in the order in which it was sent.
+    std::string eventText() const;
+    std::string eventJSON() const;
+
+    /// A MIDI file with a track for each endpoint. The division, tempos and signatures are those of `model` when it is
+    /// given, and else 960 ticks a quarter note at 120 of them a minute.
+    std::string midiFile(const MIDIFile* model) const;
+
+private:
+    struct Packet {
+        std::uint64_t time;
+        std::size_t offset;
+        std::uint32_t length;
+        std::uint32_t endpoint;
+    };
+
+    std::span<const std::uint8_t> bytes(const Packet& packet) const {
+        return std::span(arena).subspan(packet.offset, packet.length);
+    }
+    std::vector<Packet> inOrder() const;
+
+    std::vector<std::string> names;
+    std::vector<Packet> list;
+    std::vector<std::uint8_t> arena;
+};
+
+}  // namespace varnolex

@@ -1,0 +1,59 @@
+#include "cli/RenderCommand.hpp"
+
+#include <cmath>
+#include <cstdio>
+
+#include "cli/CommandFailure.hpp"
+#include "cli/RenderRun.hpp"
+#include "cli/Streams.hpp"
+#include "platform/Stopwatch.hpp"
+
+namespace varnolex {
+namespace {
+
+bool isMIDIFile(const std::string& file) { return hasEnding(file, {".mid", ".midi", ".smf"}); }
+
+std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput& input,
+                                  const std::optional<TempoMap>& map) {
+    if (!options.clockBPM) return std::nullopt;
+    if (map && !input.midiFile()->division.isSMPTE())
+        return ClockFeed(*map, input.midiFile()->division.ticksPerQuarter);
+    return ClockFeed(*options.clockBPM);
+}
+
+std::string written(const MusicOutput& output, const MusicInput& input, const RenderOptions& options) {
+    try {
+        if (isMIDIFile(options.output)) return output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr);
+    } catch (const MIDIFileError& error) {
+        throw CommandFailure(options.output + ": " + error.what());
+    }
+    return options.json ? output.eventJSON() : output.eventText();
+}
+
+void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) {
+    std::fprintf(stderr, "messages in: %zu, out: %zu, dropped: %llu\nvirtual duration: %.3f s, real duration: %.3f s\n",
+                 input.packets().size(), run.output().size(), static_cast<unsigned long long>(run.droppedPackets()),
+                 std::chrono::duration<double>(run.virtualDuration()).count(),
+                 std::chrono::duration<double>(real).count());
+}
+
+}  // namespace
+
+void runRender(const RenderOptions& options) {
+    if (options.json && isMIDIFile(options.output))
+        throw UsageError("--json writes text: it doesn't go with the MIDI file " + options.output);
+    const Stopwatch stopwatch;
+    const MusicInput input = MusicInput::read(options.input);
+    std::optional<TempoMap> map;
+    if (input.midiFile()) map = input.midiFile()->tempoMap();
+
+    RenderRun run(options.patch, options.seed);
+    run.connect(input);
+    if (options.pressStart) run.pressStart();
+    run.feed(input, clockFor(options, input, map), Nanoseconds(std::llround(options.tailSeconds * 1e9)));
+    run.finish();
+    writeOutput(options.output, written(run.output(), input, options));
+    if (options.stats) tellStats(run, input, stopwatch.elapsed());
+}
+
+}  // namespace varnolex

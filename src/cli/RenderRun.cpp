@@ -1,0 +1,159 @@
+#include "cli/RenderRun.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <set>
+
+#include "cli/CommandFailure.hpp"
+#include "tools/endpoints/MidiInTool.hpp"
+#include "tools/endpoints/MidiOutTool.hpp"
+
+namespace varnolex {
+namespace {
+
+constexpr std::uint8_t midiStart = 0xFA;
+constexpr std::uint8_t midiClock = 0xF8;
+
+/// What a packet takes in a list beside its bytes: its head, and the padding behind it.
+constexpr std::size_t packetOverhead = 16;
+
+constexpr std::size_t progressInterval = 20'000;
+
+template <class Tool>
+std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> nodesWith(const Modular& modular) {
+    std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> found;
+    for (const auto& node : modular.nodes)
+        if (auto tool = std::dynamic_pointer_cast<Tool>(node->tool)) found.emplace_back(node, std::move(tool));
+    return found;
+}
+
+/// "Name", then "Name 2", "Name 3" and so on.
+std::string unusedName(const std::string& name, std::set<std::string>& used) {
+    std::string candidate = name;
+    for (int number = 2; !used.insert(candidate).second; ++number) candidate = name + " " + std::to_string(number);
+    return candidate;
+}
+
+}  // namespace
+
+RenderRun::RenderRun(const PatchChoice& patch, std::uint64_t seed)
+    : runtime(seed), runtimeScope(runtime), serviceScope(service) {
+    service.MIDIClientCreateWithBlock("Varnolex", nullptr, engine.clientRef);
+    engine.showsParticles = false;
+    modular = loadPatch(patch, engine);
+}
+
+RenderRun::~RenderRun() { isListening = false; }
+
+void RenderRun::connect(const MusicInput& input) {
+    for (const std::string& name : input.endpoints()) sources.push_back({service.plugSource({.displayName = name})});
+    connectInputs(input);
+    connectOutputs();
+    runTo(0);
+}
+
+void RenderRun::connectInputs(const MusicInput& input) {
+    const auto& names = input.endpoints();
+    for (const auto& [node, tool] : nodesWith<MidiInTool>(*modular)) {
+        const auto named = std::ranges::find(names, tool->settings().endpointName);
+        const auto index = named == names.end() ? 0 : static_cast<std::size_t>(named - names.begin());
+        std::int32_t uniqueID = 0;
+        service.MIDIObjectGetIntegerProperty(sources[index].reference, kMIDIPropertyUniqueID, uniqueID);
+        tool->connectToSource(uniqueID);
+        sources[index].isHeard = true;
+    }
+}
+
+void RenderRun::connectOutputs() {
+    std::set<std::string> used;
+    for (const auto& [node, tool] : nodesWith<MidiOutTool>(*modular)) {
+        const std::string name = unusedName(tool->name(), used);
+        const MIDIEndpointRef destination = service.plugDestination({.displayName = name});
+        std::int32_t uniqueID = 0;
+        service.MIDIObjectGetIntegerProperty(destination, kMIDIPropertyUniqueID, uniqueID);
+        const std::uint32_t endpoint = heard.addEndpoint(name);
+        service.listen(destination, [this, endpoint](const PacketListView& list) { hear(list, endpoint); });
+        tool->connectToDestination(uniqueID);
+    }
+}
+
+void RenderRun::hear(const PacketListView& packets, std::uint32_t endpoint) {
+    if (!isListening) return;
+    const HostTime now = runtime.hostTime();
+    for (const Packet& packet : packets)
+        heard.add(std::max(packet.timeStamp, now) - VirtualRuntime::epoch, packet.bytes, endpoint);
+}
+
+void RenderRun::pressStart() {
+    for (const auto& node : modular->nodes)
+        if (Transport* transport = node->tool->transport()) transport->startPlaying();
+}
+
+void RenderRun::feed(const MusicInput& input, std::optional<ClockFeed> clock, Nanoseconds tail) {
+    if (clock) play(0, 0, std::span(&midiStart, 1));
+    const auto& packets = input.packets();
+    for (std::size_t first = 0; first < packets.size();) {
+        std::size_t last = first + 1;
+        while (last < packets.size() && packets[last].time == packets[first].time &&
+               packets[last].endpoint == packets[first].endpoint)
+            ++last;
+        if (clock) feedClock(*clock, packets[first].time);
+        runTo(packets[first].time);
+        playBatch(input, first, last);
+        first = last;
+        showProgress(first, packets.size());
+    }
+    const std::uint64_t end = input.endTime() + static_cast<std::uint64_t>(tail.count());
+    if (clock) feedClock(*clock, end);
+    runTo(end);
+}
+
+void RenderRun::feedClock(ClockFeed& clock, std::uint64_t until) {
+    for (std::uint64_t time = clock.nextTime(); time <= until; time = clock.nextTime()) {
+        runTo(time);
+        play(0, time, std::span(&midiClock, 1));
+        clock.advance();
+    }
+}
+
+void RenderRun::play(std::size_t endpoint, std::uint64_t time, std::span<const std::uint8_t> packet) {
+    listMemory.resize(std::max(listMemory.size(), packet.size() + 2 * packetOverhead));
+    PacketListBuilder list(listMemory);
+    list.add(VirtualRuntime::epoch + time, packet);
+    service.send(sources[endpoint].reference, list.list());
+}
+
+void RenderRun::playBatch(const MusicInput& input, std::size_t first, std::size_t last) {
+    const auto& packets = input.packets();
+    const Source& source = sources[packets[first].endpoint];
+    if (!source.isHeard) {
+        unheard += last - first;
+        return;
+    }
+    std::size_t needed = packetOverhead;
+    for (std::size_t index = first; index < last; ++index) needed += packets[index].length + packetOverhead;
+    if (listMemory.size() < needed) listMemory.resize(needed);
+    PacketListBuilder list(listMemory);
+    for (std::size_t index = first; index < last; ++index)
+        list.add(VirtualRuntime::epoch + packets[index].time, input.bytes(packets[index]));
+    service.send(source.reference, list.list());
+}
+
+void RenderRun::finish() {
+    for (const auto& [node, tool] : nodesWith<MidiOutTool>(*modular)) tool->stop();
+    isListening = false;
+}
+
+Nanoseconds RenderRun::virtualDuration() const { return Nanoseconds(runtime.hostTime() - VirtualRuntime::epoch); }
+
+void RenderRun::showProgress(std::size_t done, std::size_t all) {
+    if (done < nextProgress && done != all) return;
+    nextProgress = done + progressInterval;
+    if (interruption.isRequested()) throw CommandFailure("interrupted; nothing was written");
+    if (all <= progressInterval || !isatty(STDERR_FILENO)) return;
+    std::fprintf(stderr, "\r%zu %%%s", done * 100 / all, done == all ? "\r     \r" : "");
+}
+
+}  // namespace varnolex

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/ClockFeed.hpp"
+#include "cli/MusicInput.hpp"
+#include "cli/MusicOutput.hpp"
+#include "cli/PatchSource.hpp"
+#include "endpoints/memory/MemoryService.hpp"
+#include "platform/Interruption.hpp"
+#include "platform/VirtualRuntime.hpp"
+#include "studio/ModularEngine.hpp"
+
+namespace varnolex {
+
+/// One rendering: a graph, a MIDI service of its own in memory, and virtual time. The service offers a source for each
+/// endpoint of the input and a destination for each output node.
+class RenderRun {
+public:
+    /// Throws as `loadPatch` does.
+    RenderRun(const PatchChoice& patch, std::uint64_t seed);
+    ~RenderRun();
+    RenderRun(const RenderRun&) = delete;
+    RenderRun& operator=(const RenderRun&) = delete;
+
+    /// Presses Start on everything that has the button.
+    void pressStart();
+
+    /// Feeds the input, and with a clock Start and clock ticks ahead of it, and lets time go on for `tail` behind the
+    /// last packet. Throws `CommandFailure` when the user interrupts it.
+    void feed(const MusicInput& input, std::optional<ClockFeed> clock, Nanoseconds tail);
+
+    /// Connects the graph to the endpoints that the input names. Before `pressStart` and `feed`.
+    void connect(const MusicInput& input);
+
+    /// Sends what outputs still gather, and ends listening.
+    void finish();
+
+    const MusicOutput& output() const { return heard; }
+
+    /// Packets that came from an endpoint to which no input node listens, or that the service had no room for.
+    std::uint64_t droppedPackets() const { return unheard + service.lostLists(); }
+
+    Nanoseconds virtualDuration() const;
+
+private:
+    void connectInputs(const MusicInput& input);
+    void connectOutputs();
+    void hear(const PacketListView& packets, std::uint32_t endpoint);
+    void runTo(std::uint64_t time) { runtime.runUntil(VirtualRuntime::epoch + time); }
+    void play(std::size_t endpoint, std::uint64_t time, std::span<const std::uint8_t> packet);
+    void playBatch(const MusicInput& input, std::size_t first, std::size_t last);
+    void feedClock(ClockFeed& clock, std::uint64_t until);
+    void showProgress(std::size_t done, std::size_t all);
+
+    VirtualRuntime runtime;
+    RuntimeScope runtimeScope;
+    MemoryService service;
+    MIDIServiceScope serviceScope;
+    ModularEngine engine;
+    std::shared_ptr<Modular> modular;
+    Interruption interruption;
+
+    struct Source {
+        MIDIEndpointRef reference = 0;
+        bool isHeard = false;
+    };
+    std::vector<Source> sources;
+    std::vector<std::uint8_t> listMemory;
+    MusicOutput heard;
+    bool isListening = true;
+    std::uint64_t unheard = 0;
+    std::size_t nextProgress = 0;
+};
+
+}  // namespace varnolex

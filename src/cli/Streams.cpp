@@ -1,0 +1,69 @@
+#include "cli/Streams.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "cli/CommandFailure.hpp"
+#include "platform/WholeFile.hpp"
+
+namespace varnolex {
+namespace {
+
+/// Larger input is a mistake, or an attack on the machine's memory.
+constexpr std::size_t largestInput = std::size_t{2} << 30;
+
+std::string readStandardInput() {
+    std::string content;
+    char buffer[65536];
+    for (;;) {
+        const ssize_t count = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (count == 0) return content;
+        if (count < 0) {
+            if (errno == EINTR) continue;
+            throw CommandFailure("standard input: " + std::string(std::strerror(errno)));
+        }
+        content.append(buffer, static_cast<std::size_t>(count));
+        if (content.size() > largestInput) throw CommandFailure("standard input: more than 2 GiB");
+    }
+}
+
+void writeStandardOutput(std::string_view bytes) {
+    const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() && !std::fflush(stdout);
+    if (!isWritten) throw CommandFailure("standard output: " + std::string(std::strerror(errno)));
+}
+
+char lowerCased(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
+
+}  // namespace
+
+std::string inputName(const std::string& file) { return file == "-" ? "standard input" : file; }
+
+std::string outputName(const std::string& file) { return file == "-" ? "standard output" : file; }
+
+std::string readInput(const std::string& file) {
+    return file == "-" ? readStandardInput() : readWholeFile(file, largestInput);
+}
+
+void writeOutput(const std::string& file, std::string_view bytes) {
+    if (file == "-")
+        writeStandardOutput(bytes);
+    else
+        writeWholeFile(file, bytes);
+}
+
+bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings) {
+    return std::ranges::any_of(endings, [&](std::string_view ending) {
+        return file.size() >= ending.size() &&
+               std::ranges::equal(std::string_view(file).substr(file.size() - ending.size()), ending, {}, lowerCased);
+    });
+}
+
+void tellUser(std::string_view sentence) {
+    std::fprintf(stderr, "varnolex: %.*s\n", static_cast<int>(sentence.size()), sentence.data());
+}
+
+}  // namespace varnolex

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace varnolex {
+
+/// What a file is called in messages: its name, or "standard input" and "standard output" for "-".
+std::string inputName(const std::string& file);
+std::string outputName(const std::string& file);
+
+/// The whole content of a file, or of standard input for "-". Throws `FileError` or `CommandFailure`.
+std::string readInput(const std::string& file);
+
+/// Writes a file whole or not at all, or standard output for "-". Throws `FileError` or `CommandFailure`.
+void writeOutput(const std::string& file, std::string_view bytes);
+
+/// Whether the name ends in one of the endings, without regard to case. Endings are given with their dot.
+bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings);
+
+/// One line on standard error, behind the program's name.
+void tellUser(std::string_view sentence);
+
+}  // namespace varnolex

@@ -1,0 +1,3 @@
+#include "cli/CommandLine.hpp"
+
+int main(int argc, char** argv) { return varnolex::runCommandLine(argc, argv); }

@@ -1,0 +1,18 @@
+#pragma once
+
+namespace varnolex {
+
+/// Turns SIGINT and SIGTERM into a question that long work asks between its steps, so that it can end cleanly. A
+/// second signal ends the process at once. One at a time, on the main thread.
+class Interruption {
+public:
+    Interruption();
+    ~Interruption();
+    Interruption(const Interruption&) = delete;
+    Interruption& operator=(const Interruption&) = delete;
+
+    /// Whether a signal has come since the object was made.
+    bool isRequested() const;
+};
+
+}  // namespace varnolex
