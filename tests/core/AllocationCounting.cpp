@@ -1,0 +1,2 @@
+#define VARNOLEX_ALLOCATION_TRAP
+#include "support/AllocationTrap.hpp"
