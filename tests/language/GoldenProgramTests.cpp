@@ -76,7 +76,7 @@ std::vector<std::string> examplesIn(const fs::path& page) {
 
 TEST(UserGuide, everyExampleCompiles) {
     const auto examples = examplesIn(fs::path(VARNOLEX_SOURCE_DIR) / "docs/patch-language.md");
-    ASSERT_GT(examples.size(), 30u);
+    ASSERT_GE(examples.size(), 20u);
     for (const auto& example : examples) {
         DSLCompiler compiler;
         EXPECT_NO_THROW(compiler.compile(example)) << example;
