@@ -238,7 +238,8 @@ private:
         const std::uint32_t format = place.bigEndian(2, noHeader);
         if (format > 2) place.refuseAt(body, "expected format 0, 1 or 2");
         promisedTracks = place.bigEndian(2, noHeader);
-        readDivision(place.position(), static_cast<std::uint16_t>(place.bigEndian(2, noHeader)));
+        const std::size_t divisionPlace = place.position();
+        readDivision(divisionPlace, static_cast<std::uint16_t>(place.bigEndian(2, noHeader)));
         place.take(length - fileHeaderLength, "the file ends inside its header");
     }
 
