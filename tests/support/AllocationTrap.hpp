@@ -27,12 +27,15 @@ public:
     std::size_t count() const { return allocations - before; }
 
     static void* allocate(std::size_t size, std::size_t alignment) {
-        ++allocations;
-        void* memory = alignment <= alignof(std::max_align_t)
-                           ? std::malloc(size == 0 ? 1 : size)
-                           : std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+        void* memory = tryToAllocate(size, alignment);
         if (!memory) throw std::bad_alloc();
         return memory;
+    }
+
+    static void* tryToAllocate(std::size_t size, std::size_t alignment) noexcept {
+        ++allocations;
+        if (alignment <= alignof(std::max_align_t)) return std::malloc(size == 0 ? 1 : size);
+        return std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
     }
 
 private:
@@ -45,14 +48,38 @@ private:
 
 #ifdef VARNOLEX_ALLOCATION_TRAP
 
-// The forms for arrays and those that don't throw end in these.
+// Every form is here, since a sanitizer brings its own for those that are missing.
 void* operator new(std::size_t size) { return varnolex::AllocationTrap::allocate(size, 1); }
+void* operator new[](std::size_t size) { return varnolex::AllocationTrap::allocate(size, 1); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
     return varnolex::AllocationTrap::allocate(size, static_cast<std::size_t>(alignment));
 }
+void* operator new[](std::size_t size, std::align_val_t alignment) {
+    return varnolex::AllocationTrap::allocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return varnolex::AllocationTrap::tryToAllocate(size, 1);
+}
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return varnolex::AllocationTrap::tryToAllocate(size, 1);
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return varnolex::AllocationTrap::tryToAllocate(size, static_cast<std::size_t>(alignment));
+}
+void* operator new[](std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+    return varnolex::AllocationTrap::tryToAllocate(size, static_cast<std::size_t>(alignment));
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete[](void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t, const std::nothrow_t&) noexcept { std::free(memory); }
+void operator delete[](void* memory, std::align_val_t, const std::nothrow_t&) noexcept { std::free(memory); }
 
 #endif

@@ -16,13 +16,13 @@ void ChainLock::lockContended() noexcept {
         // A broken word means memory corruption: going on would let two walks into one chain.
         if (errno != EINTR && errno != EAGAIN) std::abort();
     }
-    // The lock may have come from a holder that called the kernel, or from one that let go before it was asked.
-    handovers.load(std::memory_order_acquire);
+    // The kernel wrote the word: this takes up, for the memory model, what the last holder let go of.
     word.load(std::memory_order_acquire);
 }
 
 void ChainLock::unlockContended() noexcept {
-    handovers.fetch_add(1, std::memory_order_release);
+    // The kernel's write of the word is no release that the memory model knows of: this one, of the same value, is.
+    word.fetch_or(0, std::memory_order_release);
     if (syscall(SYS_futex, &word, FUTEX_UNLOCK_PI_PRIVATE, 0, nullptr, nullptr, 0) != 0) std::abort();
 }
 

@@ -57,9 +57,6 @@ private:
 
     /// How often the holder has entered again. Touched by the holder only.
     std::uint32_t depth = 0;
-
-    /// Orders a hand-over by the kernel for the memory model, which doesn't see the kernel's own writes.
-    std::atomic<std::uint32_t> handovers{0};
 };
 
 }  // namespace varnolex
