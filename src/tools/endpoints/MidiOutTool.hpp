@@ -79,6 +79,8 @@ public:
     /// Whether there is somewhere to send to.
     bool isOnline() const { return online.get(); }
 
+    void recordWasApplied() override;
+
     /// An older record asked for own-source mode: the tool wants a virtual output in its place.
     bool needsVirtualOutputMigration() const { return needsMigration; }
 
@@ -90,7 +92,6 @@ public:
 
 protected:
     void settingsDidChange(const MidiOutSettings& before) override;
-    void recordWasApplied() override;
     void nameDidChange() override;
 
 private:
