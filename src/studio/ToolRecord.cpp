@@ -1,0 +1,147 @@
+#include "studio/ToolRecord.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <type_traits>
+
+#include <nlohmann/json.hpp>
+
+#include "platform/VarnolexLogger.hpp"
+#include "studio/BoundedJSON.hpp"
+#include "studio/DocumentError.hpp"
+#include "tools/StandInTool.hpp"
+
+namespace varnolex {
+namespace {
+
+using JSON = nlohmann::json;
+
+JSON jsonFromReal(double value) {
+    using Limits = std::numeric_limits<double>;
+    return std::clamp(value, Limits::lowest(), Limits::max());
+}
+
+/// Null for a value that isn't written.
+JSON jsonFrom(const ParameterValue& value, const Parameter& row) {
+    return std::visit(
+        [&](const auto& held) -> JSON {
+            using Held = std::decay_t<decltype(held)>;
+            if constexpr (std::is_same_v<Held, std::monostate>)
+                return nullptr;
+            else if constexpr (std::is_same_v<Held, double>)
+                return std::isnan(held) ? JSON(nullptr) : jsonFromReal(held);
+            else if constexpr (std::is_same_v<Held, std::int64_t>)
+                return row.shape == ParameterShape::choice ? JSON(row.choices[static_cast<std::size_t>(held)])
+                                                           : JSON(held);
+            else
+                return held;
+        },
+        value);
+}
+
+std::optional<ParameterValue> listFrom(const JSON& array) {
+    std::vector<std::int64_t> entries;
+    entries.reserve(array.size());
+    for (const JSON& element : array) {
+        const auto entry = integerIn(element);
+        if (!entry) return std::nullopt;
+        entries.push_back(*entry);
+    }
+    return entries;
+}
+
+/// A value of the type that the JSON stands for; nothing for one that no parameter can have.
+std::optional<ParameterValue> plainValue(const JSON& value) {
+    if (value.is_boolean()) return value.get<bool>();
+    if (value.is_string()) return value.get_ref<const std::string&>();
+    if (value.is_array()) return listFrom(value);
+    if (!value.is_number()) return std::nullopt;
+    if (const auto integer = integerIn(value)) return *integer;
+    return value.get<double>();
+}
+
+/// A value for the row to take, or to refuse in its own words.
+ParameterValue valueFor(const Parameter& row, const JSON& value) {
+    const ParameterValue refused =
+        row.shape == ParameterShape::list ? ParameterValue(false) : ParameterValue(std::vector<std::int64_t>{});
+    // By number a choice is only known inside the program.
+    if (row.shape == ParameterShape::choice && !value.is_string()) return refused;
+    return plainValue(value).value_or(refused);
+}
+
+void takeTolerantly(const Parameter& row, const JSON& value, void* settings) {
+    const IntegerLimits limits = limitsOf(row.shape);
+    if (const auto integer = integerIn(value)) row.write(settings, std::clamp(*integer, limits.low, limits.high), row);
+}
+
+void take(const Parameter& row, const JSON& record, void* settings) {
+    const auto found = record.find(row.key);
+    if (found == record.end() || found->is_null()) return;
+    if (row.isTolerant)
+        takeTolerantly(row, *found, settings);
+    else
+        row.write(settings, valueFor(row, *found), row);
+}
+
+std::string recordText(const PipeTool& tool) {
+    JSON record = JSON::object();
+    tool.viewSettings(SettingsBase::current, [&](const void* settings) {
+        for (const Parameter& row : tool.definition().parameters) {
+            if (row.key.empty()) continue;
+            JSON value = jsonFrom(row.read(settings), row);
+            if (!value.is_null()) record[std::string(row.key)] = std::move(value);
+        }
+    });
+    return record.dump(-1, ' ', false, JSON::error_handler_t::replace);
+}
+
+void decode(std::string_view data, PipeTool& tool) {
+    const JSON record = parseBoundedJSON(data);
+    if (!record.is_object()) throw DocumentError("expected an object");
+    tool.editSettings(SettingsBase::silence, [&](void* settings) {
+        for (const Parameter& row : tool.definition().parameters)
+            if (!row.key.empty()) take(row, record, settings);
+    });
+    tool.recordWasApplied();
+}
+
+}  // namespace
+
+std::optional<std::string> encodeConfig(const PipeTool& tool) {
+    if (const auto* standIn = dynamic_cast<const StandInTool*>(&tool)) return standIn->storedRecord;
+    const std::string_view name = tool.definition().record;
+    if (name.empty()) return std::nullopt;
+    try {
+        return recordText(tool);
+    } catch (const std::exception& fault) {
+        VarnolexLogger::shared().error("Encode failed for " + std::string(name) + ": " + fault.what());
+        return std::nullopt;
+    }
+}
+
+void applyConfig(std::string_view data, PipeTool& tool) {
+    if (const auto reason = tryApplyConfig(data, tool)) VarnolexLogger::shared().error(decodeFailure(tool, *reason));
+}
+
+std::optional<std::string> tryApplyConfig(std::string_view data, PipeTool& tool) {
+    if (auto* standIn = dynamic_cast<StandInTool*>(&tool)) {
+        standIn->storedRecord = data;
+        return std::nullopt;
+    }
+    if (data.empty() || tool.definition().record.empty()) return std::nullopt;
+    try {
+        decode(data, tool);
+        return std::nullopt;
+    } catch (const ParameterError& fault) {
+        return fault.what();
+    } catch (const DocumentError& fault) {
+        return fault.what();
+    }
+}
+
+std::string decodeFailure(const PipeTool& tool, std::string_view reason) {
+    return "Decode failed for " + std::string(tool.definition().record) + ": " + std::string(reason);
+}
+
+}  // namespace varnolex
