@@ -1,0 +1,79 @@
+#include "studio/TabPlan.hpp"
+
+#include <algorithm>
+
+namespace varnolex {
+namespace {
+
+const ModularDocument::ModularSnapshot* findModular(const ModularDocument& document, const std::optional<UUID>& id) {
+    const auto found = std::ranges::find_if(document.modulars, [&](const auto& each) { return each.id == id; });
+    return found == document.modulars.end() ? nullptr : &*found;
+}
+
+PlannedTab studioTab(const ModularDocument::ModularSnapshot& modular) {
+    PlannedTab tab;
+    tab.modularID = modular.id;
+    tab.title = modular.name;
+    return tab;
+}
+
+/// Files from before there were tabs: one for each graph, and the one Activity view ahead of them.
+TabPlan planWithoutTabs(const ModularDocument& document) {
+    TabPlan plan;
+    if (document.activityState && document.activityState->appMode == "activity") {
+        PlannedTab activity;
+        activity.title = "Activity";
+        activity.activityState = document.activityState;
+        plan.tabs.push_back(std::move(activity));
+    }
+    std::ranges::transform(document.modulars, std::back_inserter(plan.tabs), studioTab);
+    return plan;
+}
+
+class Planner {
+public:
+    explicit Planner(const ModularDocument& source) : document(source), spareState(source.activityState) {}
+
+    TabPlan plan() {
+        for (const auto& spec : *document.tabs) {
+            const auto tab = tabFor(spec);
+            if (!tab) {
+                result.dropped.push_back("The tab \"" + spec.title + "\" of kind \"" + spec.kind + "\" isn't opened.");
+            } else {
+                if (document.selectedTabIndex == &spec - document.tabs->data())
+                    result.selectedIndex = result.tabs.size();
+                result.tabs.push_back(*tab);
+            }
+        }
+        return std::move(result);
+    }
+
+private:
+    std::optional<PlannedTab> tabFor(const ModularDocument::TabSpec& spec) {
+        std::optional<PlannedTab> tab;
+        if (spec.kind == "activity" && spec.title != "Welcome") {
+            tab.emplace().title = spec.title;
+            tab->activityState = spec.activityState ? spec.activityState : std::exchange(spareState, std::nullopt);
+        } else if (const auto* modular = spec.kind == "modular" ? findModular(document, spec.modularID) : nullptr) {
+            tab = studioTab(*modular);
+        }
+        if (!tab) return std::nullopt;
+        tab->sidebarCollapsed = spec.sidebarCollapsed;
+        tab->sidebarWidth = spec.sidebarWidth;
+        return tab;
+    }
+
+    const ModularDocument& document;
+    /// The document's own state, for the first Activity tab that comes without one.
+    std::optional<ModularDocument::ActivityState> spareState;
+    TabPlan result;
+};
+
+}  // namespace
+
+TabPlan planTabs(const ModularDocument& document) {
+    if (!document.tabs || document.tabs->empty()) return planWithoutTabs(document);
+    return Planner(document).plan();
+}
+
+}  // namespace varnolex
