@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -167,7 +168,7 @@ std::string repeated(std::string_view text, std::size_t count) {
 }
 
 TEST(HostileTexts, neitherCrashNorHang) {
-    constexpr std::size_t many = 20'000;
+    constexpr std::size_t many = 10'000;
     const std::vector<std::string> texts{
         repeated("[", many) + repeated("]", many),
         repeated("[", many),
@@ -194,13 +195,15 @@ TEST(HostileTexts, neitherCrashNorHang) {
         } catch (const DSLCompiler::CompilerError&) {
             continue;
         }
-        for (const auto& cable : program.connections) {
-            ASSERT_LT(std::max(cable.from, cable.to), program.nodes.size()) << text.substr(0, 40);
-        }
+        const auto outside = [&](const DSLConnection& cable) {
+            return std::max(cable.from, cable.to) >= program.nodes.size();
+        };
+        EXPECT_TRUE(std::ranges::none_of(program.connections, outside)) << text.substr(0, 40);
+        EXPECT_LE(program.connections.size(), 2 * many + 1'000'000) << text.substr(0, 40);
     }
 }
 
-TEST(DeepNesting, AddsNothingBeyondALimitThatNobodyReaches) {
+TEST(DeepNesting, addsNothingBeyondALimitThatNobodyReaches) {
     EXPECT_EQ(shape(repeated("[", 64) + "out" + repeated("]", 64)), "MidiOut");
     EXPECT_EQ(shape(repeated("[", 1000) + "out" + repeated("]", 1000)), "");
 }

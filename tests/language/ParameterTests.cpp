@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <set>
+#include <algorithm>
 #include <string>
 #include <variant>
 
@@ -8,6 +8,7 @@
 #include "language/CompiledPatchJSON.hpp"
 #include "language/DSLCompiler.hpp"
 #include "language/ParameterCases.hpp"
+#include "platform/VirtualRuntime.hpp"
 #include "tools/ToolFactory.hpp"
 
 namespace varnolex {
@@ -71,6 +72,8 @@ TEST(CompiledConfigurations, speakTheKeysAndTypesOfTheToolRecords) {
 }
 
 TEST(CompiledValueCables, endInPortsThatTheToolHas) {
+    VirtualRuntime runtime;
+    RuntimeScope scope(runtime);
     for (const auto* text : {"transpose($vel ? 1 : 0)", "velmod($vel + 1)", "lfo(depth:$vel)"}) {
         const auto program = compiled(text);
         for (const auto& cable : program.valueConnections) {
