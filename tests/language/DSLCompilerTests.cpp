@@ -174,7 +174,7 @@ TEST(HostileTexts, neitherCrashNorHang) {
         repeated("[", many),
         repeated("(", many),
         "delay" + repeated("(", many) + repeated(")", many),
-        repeated("split(C4) {\nlow: ", many) + repeated("\n}", many),
+        repeated("split(C4) {\nlow: ", many / 10) + repeated("\n}", many / 10),
         repeated("gate($vel > 1) {\non: ", many),
         repeated("gate($vel > 1) {\non: ", 1000) + "out" + repeated("\n}", 1000),
         repeated("in -> ", many) + "out",
