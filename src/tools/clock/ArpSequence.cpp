@@ -46,7 +46,7 @@ void ArpSequence::placeByPitch() {
 
 void ArpSequence::addOctaves(std::int64_t octaveRange) {
     expandedCount = octaveRange > 0 ? heldCount : 0;
-    const int octaves = static_cast<int>(std::min<std::int64_t>(octaveRange, highestOctave + 1));
+    const int octaves = static_cast<int>(std::clamp<std::int64_t>(octaveRange, 0, highestOctave + 1));
     for (int octave = 1; octave < octaves; ++octave)
         for (std::size_t index = 0; index < heldCount; ++index) {
             Step step = expanded[index];
