@@ -1,0 +1,123 @@
+// USES tools
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "../tests/support/ToolExercise.hpp"
+#include "FuzzInput.hpp"
+#include "engine/Catalogue.hpp"
+#include "platform/VirtualRuntime.hpp"
+#include "tools/ToolFactory.hpp"
+
+namespace varnolex::testing {
+namespace {
+
+/// Notes whether a batch end and nothing but whole messages came out.
+class WatchingExit final : public ChainExit {
+public:
+    WatchingExit(bool& end, const bool& input) : sawBatchEnd(end), isInputWhole(input) {}
+
+    void deliver(const ChainMessage& message) noexcept override {
+        sawBatchEnd = sawBatchEnd || message.isLastInBatch;
+        if (message.isEmptyCarrier() || !isInputWhole) return;
+        require(isWholeMessage({message.bytes, message.length}), "whole messages make whole messages");
+    }
+
+private:
+    bool& sawBatchEnd;
+    const bool& isInputWhole;
+};
+
+/// The fuzzer's bytes as choices, four bytes each at most; 0 when they are used up.
+class InputDraws {
+public:
+    InputDraws(const std::uint8_t* bytes, std::size_t length) : data(bytes), size(length) {}
+
+    bool isUsedUp() const { return at >= size; }
+
+    Draws draws() {
+        return Draws([this] {
+            std::uint32_t bits = 0;
+            const std::size_t count = std::min<std::size_t>(sizeof bits, size - at);
+            std::memcpy(&bits, data + at, count);
+            at += count;
+            // Wide settings need the upper bits too; small choices are taken from the lower ones as they stand.
+            return bits | std::uint64_t{bits} << 32;
+        });
+    }
+
+private:
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t at = 0;
+};
+
+class Exercise {
+public:
+    Exercise(PipeToolType type, InputDraws& input) : tool(makeTool(type)), source(input), draws(input.draws()) {
+        chain->setMessageDidExit(std::make_unique<WatchingExit>(sawBatchEnd, isInputWhole));
+        tool->chainWasWired(0);
+    }
+
+    void run(VirtualRuntime& runtime) {
+        isInputWhole = draws.oneIn(2);
+        while (!source.isUsedUp()) step(runtime);
+        tool->stop();
+        runtime.settle();
+        require(runtime.pendingItems() == 0, "a stopped tool leaves nothing behind");
+    }
+
+private:
+    void step(VirtualRuntime& runtime) {
+        Transport* transport = tool->transport();
+        switch (draws.below(8)) {
+            case 0:
+                return drawSettings(*tool, draws);
+            case 1:
+                return drawLiveValues(*tool, draws);
+            case 2:
+                return tool->setEnabled(!draws.oneIn(4));
+            case 3:
+                return runtime.runFor(Nanoseconds(draws.below(100'000'000)));
+            case 4:
+                if (transport) return draws.oneIn(2) ? transport->startPlaying() : transport->stopPlaying();
+                break;
+            default:
+                break;
+        }
+        send(runtime.hostTime());
+    }
+
+    void send(HostTime now) {
+        const auto bytes = isInputWhole ? drawMessage(draws) : drawJunk(draws);
+        const bool isLast = draws.oneIn(2);
+        sawBatchEnd = false;
+        chain->send({bytes.data(), bytes.size(), now, isLast});
+        const bool hasOutput = toolKind(tool->toolType()).hasOutput;
+        require(sawBatchEnd || !isLast || !hasOutput, "a batch end always arrives");
+    }
+
+    const std::shared_ptr<PipeTool> tool;
+    const std::shared_ptr<ToolChain> chain = ToolChain::make({tool}, "fuzz");
+    InputDraws& source;
+    Draws draws;
+    bool sawBatchEnd = false;
+    bool isInputWhole = false;
+};
+
+}  // namespace
+}  // namespace varnolex::testing
+
+/// Runs a tool of any kind with any settings, live values and bytes, and looks that batches end, that whole messages
+/// make whole messages, and that nothing is left behind.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace varnolex;
+    if (size < 2) return 0;
+    VirtualRuntime runtime;
+    const RuntimeScope scope(runtime);
+    testing::InputDraws input(data + 1, size - 1);
+    testing::Exercise(allToolKinds()[data[0] % allToolKinds().size()].type, input).run(runtime);
+    return 0;
+}
