@@ -50,8 +50,9 @@ TEST(PacketList, WhatIsBuiltHasTheWireLayoutAndReadsBackAlike) {
 }
 
 TEST(PacketList, OnlyTheLastPacketSaysSo) {
+    const OwnedList list{{1, {1}}, {2, {}}, {3, {3}}};
     std::vector<bool> flags;
-    for (const Packet& packet : PacketListView(OwnedList{{1, {1}}, {2, {}}, {3, {3}}})) flags.push_back(packet.isLast);
+    for (const Packet& packet : PacketListView(list)) flags.push_back(packet.isLast);
     EXPECT_THAT(flags, ElementsAre(false, false, true));
 }
 
