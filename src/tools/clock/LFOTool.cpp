@@ -15,6 +15,19 @@ namespace varnolex {
 namespace {
 
 struct LFOSettings {
+    /// Reduced to what makes a difference, and small, since every message that passes reads it.
+    struct Reduced {
+        double rateHz;
+        double phaseOffset;
+        std::int32_t clockDivision;
+        std::uint8_t waveform;
+        std::uint8_t depthMin;
+        std::uint8_t depthMax;
+        std::uint8_t targetCC;
+        bool syncToMidiClock;
+        bool triggeredMode;
+    };
+
     /// A `Waveform`; any other number rests in the middle.
     std::int64_t waveform = 0;
     /// Cycles a second, when it runs freely.
@@ -31,6 +44,13 @@ struct LFOSettings {
     double phaseOffset = 0;
     /// Whether a note begins the wave anew.
     bool triggeredMode = false;
+
+    Reduced realTime() const {
+        // Far beyond any piece of music, and short of an overflow.
+        const auto quarters = static_cast<std::int32_t>(std::clamp<std::int64_t>(clockDivision, 1, 1'000'000));
+        const auto wave = static_cast<std::uint8_t>(waveform < 0 || waveform > 255 ? 255 : waveform);
+        return {rateHz, phaseOffset, quarters, wave, depthMin, depthMax, targetCC, syncToMidiClock, triggeredMode};
+    }
 };
 
 struct LFOLives {
@@ -86,7 +106,7 @@ public:
           timerQueue(Runtime::current().makeQueue("com.varnolex.lfo", QueuePriority::timing)) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const LFOSettings now = current();
+        const LFOSettings::Reduced now = current();
         lastTimeStamp = message.timeStamp;
         if (message.isClockTick()) return countTick(message, now, chain);
         if (!now.syncToMidiClock && !timer) startTimer();
@@ -150,7 +170,7 @@ private:
         const auto owner = chain();
         if (!owner) return;
         owner->enter([&] {
-            const LFOSettings now = current();
+            const LFOSettings::Reduced now = current();
             if (!timer || !isEnabled() || now.syncToMidiClock) return;
             phase += effectiveRate(now) / tickHz;
             if (phase >= 1) {
@@ -161,11 +181,9 @@ private:
         });
     }
 
-    void countTick(const ChainMessage& tick, const LFOSettings& now, ToolChain& chain) {
+    void countTick(const ChainMessage& tick, const LFOSettings::Reduced& now, ToolChain& chain) {
         if (!now.syncToMidiClock) return chain.forward(tick.dropped());
-        // Far beyond any piece of music, and short of an overflow.
-        const std::int64_t quarters = std::clamp<std::int64_t>(now.clockDivision, 1, 1'000'000'000);
-        const std::int64_t cycle = quarters * ticksPerQuarter;
+        const std::int64_t cycle = now.clockDivision * ticksPerQuarter;
         ++clockTickCount;
         phase = static_cast<double>(clockTickCount % cycle) / static_cast<double>(cycle);
         if (now.waveform == randomSteps) drawRandomValue(now);
@@ -173,7 +191,7 @@ private:
         chain.forward(tick);
     }
 
-    void listen(const ChainMessage& message, const LFOSettings& now) {
+    void listen(const ChainMessage& message, const LFOSettings::Reduced& now) {
         const std::uint8_t voice = message.kind();
         if (voice == 0x80 || voice == 0x90 || voice == 0xB0) lastChannel = message.channel();
         if (!now.triggeredMode || !message.isNoteOn()) return;
@@ -182,23 +200,23 @@ private:
     }
 
     /// Cycles a second. What isn't a number leaves the stored rate in force.
-    double effectiveRate(const LFOSettings& now) const {
+    double effectiveRate(const LFOSettings::Reduced& now) const {
         const double ridden = live().rateHz.get().value_or(now.rateHz);
         const double rate = std::isfinite(ridden) ? ridden : now.rateHz;
         return std::isfinite(rate) ? std::clamp(rate, 0.01, 100.0) : 0.01;
     }
 
-    Depths depths(const LFOSettings& now) const {
+    Depths depths(const LFOSettings::Reduced& now) const {
         return {clampedLive(0, 127, live().depthMin, now.depthMin), clampedLive(0, 127, live().depthMax, now.depthMax)};
     }
 
-    void drawRandomValue(const LFOSettings& now) {
+    void drawRandomValue(const LFOSettings::Reduced& now) {
         const Depths ends = depths(now);
         const auto [least, greatest] = std::minmax(ends.low, ends.high);
         randomValue = static_cast<int>(Runtime::current().randomInteger(least, greatest));
     }
 
-    void emit(const LFOSettings& now, HostTime timeStamp, ToolChain& chain) {
+    void emit(const LFOSettings::Reduced& now, HostTime timeStamp, ToolChain& chain) {
         const Depths ends = depths(now);
         const double shifted = phase + now.phaseOffset;
         const double wave = waveAt(now.waveform, shifted - std::floor(shifted), randomValue);
