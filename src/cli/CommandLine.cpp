@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <functional>
-#include <random>
 
 #include <CLI/CLI.hpp>
 
@@ -15,6 +14,7 @@
 #include "cli/ToolsCommand.hpp"
 #include "cli/Version.hpp"
 #include "cli/WindowStart.hpp"
+#include "platform/RandomSeed.hpp"
 
 namespace varnolex {
 namespace {
@@ -141,7 +141,7 @@ private:
     }
 
     std::uint64_t seed() const {
-        if (renderSeed == "random") return std::random_device{}();
+        if (renderSeed == "random") return randomSeed();
         std::uint64_t value = 0;
         const char* last = renderSeed.data() + renderSeed.size();
         const auto [end, error] = std::from_chars(renderSeed.data(), last, value);

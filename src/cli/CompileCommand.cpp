@@ -7,8 +7,8 @@
 #include "language/DSLCompiler.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "studio/DocumentFiles.hpp"
-#include "studio/DocumentLoader.hpp"
 #include "studio/DocumentWriter.hpp"
+#include "studio/GraphSnapshot.hpp"
 
 namespace varnolex {
 namespace {

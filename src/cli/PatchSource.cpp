@@ -9,8 +9,8 @@
 #include "language/PatchBuilder.hpp"
 #include "studio/DocumentError.hpp"
 #include "studio/DocumentFiles.hpp"
-#include "studio/DocumentLoader.hpp"
 #include "studio/DocumentReader.hpp"
+#include "studio/GraphSnapshot.hpp"
 #include "studio/WiringPlan.hpp"
 #include "tools/ToolFactory.hpp"
 

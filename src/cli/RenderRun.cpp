@@ -21,6 +21,8 @@ constexpr std::size_t packetOverhead = 16;
 
 constexpr std::size_t progressInterval = 20'000;
 
+constexpr HostTime interruptionStep = 10 * ticksPerSecond;
+
 template <class Tool>
 std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> nodesWith(const Modular& modular) {
     std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> found;
@@ -118,6 +120,20 @@ void RenderRun::feedClock(ClockFeed& clock, std::uint64_t until) {
     }
 }
 
+/// In steps, so that a user can end a run that a long tail keeps going.
+void RenderRun::runTo(std::uint64_t time) {
+    const HostTime end = VirtualRuntime::epoch + time;
+    while (runtime.hostTime() + interruptionStep < end) {
+        runtime.runUntil(runtime.hostTime() + interruptionStep);
+        endIfInterrupted();
+    }
+    runtime.runUntil(end);
+}
+
+void RenderRun::endIfInterrupted() const {
+    if (interruption.isRequested()) throw CommandFailure("interrupted; nothing was written");
+}
+
 void RenderRun::play(std::size_t endpoint, std::uint64_t time, std::span<const std::uint8_t> packet) {
     listMemory.resize(std::max(listMemory.size(), packet.size() + 2 * packetOverhead));
     PacketListBuilder list(listMemory);
@@ -151,7 +167,7 @@ Nanoseconds RenderRun::virtualDuration() const { return Nanoseconds(runtime.host
 void RenderRun::showProgress(std::size_t done, std::size_t all) {
     if (done < nextProgress && done != all) return;
     nextProgress = done + progressInterval;
-    if (interruption.isRequested()) throw CommandFailure("interrupted; nothing was written");
+    endIfInterrupted();
     if (all <= progressInterval || !isatty(STDERR_FILENO)) return;
     std::fprintf(stderr, "\r%zu %%%s", done * 100 / all, done == all ? "\r     \r" : "");
 }

@@ -52,7 +52,8 @@ private:
     void connectInputs(const MusicInput& input);
     void connectOutputs();
     void hear(const PacketListView& packets, std::uint32_t endpoint);
-    void runTo(std::uint64_t time) { runtime.runUntil(VirtualRuntime::epoch + time); }
+    void runTo(std::uint64_t time);
+    void endIfInterrupted() const;
     void play(std::size_t endpoint, std::uint64_t time, std::span<const std::uint8_t> packet);
     void playBatch(const MusicInput& input, std::size_t first, std::size_t last);
     void feedClock(ClockFeed& clock, std::uint64_t until);

@@ -1,6 +1,7 @@
 #include "endpoints/VirtualInput.hpp"
 
 #include <algorithm>
+#include <optional>
 
 namespace varnolex {
 
@@ -42,12 +43,19 @@ void VirtualInput::receive(const PacketListView& list, MessageList& gathered) {
     // The music first: no chain waits until the monitors' messages of the packets before are made.
     chainCallbacks.read([&](const ChainCallbacks* entries) {
         if (!entries) return;
-        for (const Packet& packet : list) {
-            if (packet.bytes.empty()) continue;
+        const auto handOn = [entries](const Packet& packet, bool isLast) {
             const HostTime time = packet.timeStamp != 0 ? packet.timeStamp : Runtime::current().hostTime();
             for (const ChainEntry& entry : *entries)
-                entry.callback(packet.bytes.data(), packet.bytes.size(), time, packet.isLast);
+                entry.callback(packet.bytes.data(), packet.bytes.size(), time, isLast);
+        };
+        // One packet behind, so that the batch ends with the last one that holds anything.
+        std::optional<Packet> held;
+        for (const Packet& packet : list) {
+            if (packet.bytes.empty()) continue;
+            if (held) handOn(*held, false);
+            held = packet;
         }
+        if (held) handOn(*held, true);
     });
     const SharedName name = endpointName.get();
     parser.originatingEndpointName = name;

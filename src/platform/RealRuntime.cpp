@@ -1,7 +1,5 @@
 #include "platform/RealRuntime.hpp"
 
-#include <sys/random.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cassert>
@@ -10,6 +8,7 @@
 
 #include "platform/QueueServer.hpp"
 #include "platform/RandomGenerator.hpp"
+#include "platform/RandomSeed.hpp"
 #include "platform/concurrency/Mailbox.hpp"
 
 namespace varnolex {
@@ -17,13 +16,6 @@ namespace varnolex {
 namespace {
 
 constexpr std::size_t mailCapacity = 4096;
-
-std::uint64_t drawSeed() {
-    std::uint64_t seed = 0;
-    if (getrandom(&seed, sizeof seed, GRND_NONBLOCK) == sizeof seed) return seed;
-    // Early in a machine's start there may be no entropy yet: threads then differ by place and time.
-    return monotonicTime() ^ reinterpret_cast<std::uintptr_t>(&seed);
-}
 
 class RealQueue final : public Queue {
 public:
@@ -138,7 +130,7 @@ std::uint64_t RealRuntime::lostMainTasks() const { return implementation->mail.l
 
 std::uint64_t RealRuntime::randomBits() {
     static thread_local constinit std::optional<RandomGenerator> generator;
-    if (!generator) generator.emplace(drawSeed());
+    if (!generator) generator.emplace(randomSeed());
     return generator->next();
 }
 

@@ -1,17 +1,8 @@
 #include "platform/Stopwatch.hpp"
 
-#include <ctime>
+#include "platform/QueueServer.hpp"
 
 namespace varnolex {
-namespace {
-
-HostTime monotonicTime() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<HostTime>(now.tv_sec) * ticksPerSecond + static_cast<HostTime>(now.tv_nsec);
-}
-
-}  // namespace
 
 Stopwatch::Stopwatch() : start(monotonicTime()) {}
 
