@@ -5,6 +5,7 @@
 #include "cli/Streams.hpp"
 #include "language/CompiledPatchJSON.hpp"
 #include "language/DSLCompiler.hpp"
+#include "platform/RandomSeed.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "studio/DocumentFiles.hpp"
 #include "studio/DocumentWriter.hpp"
@@ -14,7 +15,8 @@ namespace varnolex {
 namespace {
 
 void writePatch(const std::string& text, const std::string& name, const std::string& output) {
-    VirtualRuntime runtime;
+    // Ids are to be told apart from those of every other patch.
+    VirtualRuntime runtime(randomSeed());
     const RuntimeScope scope(runtime);
     const BuiltPatch patch = compilePatchText(text, name);
     patch.modular->name = std::filesystem::path(output).stem().string();

@@ -120,13 +120,14 @@ void RenderRun::feedClock(ClockFeed& clock, std::uint64_t until) {
     }
 }
 
-/// In steps, so that a user can end a run that a long tail keeps going.
+/// In steps, so that a user can end a run that a long tail or a clock keeps going.
 void RenderRun::runTo(std::uint64_t time) {
     const HostTime end = VirtualRuntime::epoch + time;
     while (runtime.hostTime() + interruptionStep < end) {
-        runtime.runUntil(runtime.hostTime() + interruptionStep);
         endIfInterrupted();
+        runtime.runUntil(runtime.hostTime() + interruptionStep);
     }
+    endIfInterrupted();
     runtime.runUntil(end);
 }
 
