@@ -92,11 +92,11 @@ private:
     void addRender() {
         CLI::App* sub =
             add("render", "Run a studio graph over recorded input in virtual time", [this] { callRender(); });
-        sub->add_option("PATCH", renderFiles,
+        sub->add_option("PATCH", renderFiles[0],
                         "A document (.varnolex), a patch (.vxpatch) or a text in the patch language; left out with "
-                        "--patch. Then the input: a MIDI file (.mid), a SysEx file (.syx) or event text; - by default")
-            ->type_name("[PATCH] [INPUT]")
-            ->expected(0, 2);
+                        "--patch");
+        sub->add_option("INPUT", renderFiles[1],
+                        "A MIDI file (.mid, .midi, .smf), a SysEx file (.syx) or event text; - by default");
         sub->add_option("--patch", renderPatch, "The patch language text itself")->type_name("TEXT");
         sub->add_option("--studio", renderStudio, "Which studio of a document; the current one by default")
             ->type_name("NAME");
@@ -116,8 +116,10 @@ private:
     void callRender() {
         render.patch.text = renderPatch;
         render.patch.studio = renderStudio;
-        std::vector<std::string> files = renderFiles;
-        if (!render.patch.text && !document.empty()) files.insert(files.begin(), document);
+        std::vector<std::string> files;
+        if (!render.patch.text && !document.empty()) files.push_back(document);
+        for (const auto& file : renderFiles)
+            if (file) files.push_back(*file);
         if (!render.patch.text) {
             if (files.empty()) throw UsageError("render needs a PATCH, or --patch TEXT");
             render.patch.file = files.front();
@@ -190,7 +192,7 @@ private:
     std::string document;
 
     RenderOptions render;
-    std::vector<std::string> renderFiles;
+    std::array<std::optional<std::string>, 2> renderFiles;
     std::optional<std::string> renderPatch;
     std::optional<std::string> renderStudio;
     std::optional<std::string> renderClock;
