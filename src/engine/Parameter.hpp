@@ -130,20 +130,26 @@ std::optional<std::int32_t> virtualPortIDIn(const ParameterValue& value);
 /// A list entry for a member of limited width, or an error that names the row.
 std::int64_t entryIn(std::int64_t entry, IntegerLimits limits, const Parameter& row);
 
-template <auto Member>
-constexpr Parameter number(std::string_view key, ParameterShape shape) {
+/// A row over a member: `In` takes the value in, and `Kept` is the type in which it is given out.
+template <auto Member, auto In, class Kept>
+constexpr Parameter row(std::string_view key, ParameterShape shape) {
     using Record = typename MemberOf<decltype(Member)>::RecordType;
     using Value = typename MemberOf<decltype(Member)>::ValueType;
-    Parameter row;
-    row.key = key;
-    row.shape = shape;
-    row.read = [](const void* settings) -> ParameterValue {
-        return static_cast<std::int64_t>(static_cast<const Record*>(settings)->*Member);
+    Parameter made;
+    made.key = key;
+    made.shape = shape;
+    made.read = [](const void* settings) -> ParameterValue {
+        return static_cast<Kept>(static_cast<const Record*>(settings)->*Member);
     };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        static_cast<Record*>(settings)->*Member = static_cast<Value>(integerIn(value, self));
+    made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
+        static_cast<Record*>(settings)->*Member = static_cast<Value>(In(value, self));
     };
-    return row;
+    return made;
+}
+
+template <auto Member>
+constexpr Parameter number(std::string_view key, ParameterShape shape) {
+    return row<Member, integerIn, std::int64_t>(key, shape);
 }
 
 /// A signed integer of 64 bits.
@@ -172,62 +178,26 @@ constexpr Parameter signedWord(std::string_view key) {
 
 template <auto Member>
 constexpr Parameter toggle(std::string_view key) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter row;
-    row.key = key;
-    row.shape = ParameterShape::toggle;
-    row.read = [](const void* settings) -> ParameterValue { return static_cast<const Record*>(settings)->*Member; };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        static_cast<Record*>(settings)->*Member = toggleIn(value, self);
-    };
-    return row;
+    return row<Member, toggleIn, bool>(key, ParameterShape::toggle);
 }
 
 template <auto Member>
 constexpr Parameter real(std::string_view key) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter row;
-    row.key = key;
-    row.shape = ParameterShape::real;
-    row.read = [](const void* settings) -> ParameterValue {
-        return static_cast<double>(static_cast<const Record*>(settings)->*Member);
-    };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        static_cast<Record*>(settings)->*Member = realIn(value, self);
-    };
-    return row;
+    return row<Member, realIn, double>(key, ParameterShape::real);
 }
 
 template <auto Member>
 constexpr Parameter text(std::string_view key) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter row;
-    row.key = key;
-    row.shape = ParameterShape::text;
-    row.read = [](const void* settings) -> ParameterValue { return static_cast<const Record*>(settings)->*Member; };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        static_cast<Record*>(settings)->*Member = textIn(value, self);
-    };
-    return row;
+    return row<Member, textIn, std::string>(key, ParameterShape::text);
 }
 
 /// An enumeration that is kept as one of `texts`, by number; any other text means number `fallback`.
 template <auto Member>
 constexpr Parameter choice(std::string_view key, std::span<const std::string_view> texts, std::size_t fallback = 0) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    using Value = typename MemberOf<decltype(Member)>::ValueType;
-    Parameter row;
-    row.key = key;
-    row.shape = ParameterShape::choice;
-    row.choices = texts;
-    row.fallbackChoice = fallback;
-    row.read = [](const void* settings) -> ParameterValue {
-        return static_cast<std::int64_t>(static_cast<const Record*>(settings)->*Member);
-    };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        static_cast<Record*>(settings)->*Member = static_cast<Value>(choiceIn(value, self));
-    };
-    return row;
+    Parameter made = row<Member, choiceIn, std::int64_t>(key, ParameterShape::choice);
+    made.choices = texts;
+    made.fallbackChoice = fallback;
+    return made;
 }
 
 /// An array of integers, each within `low` to `high`. A shorter list sets the first entries; what is too long is
