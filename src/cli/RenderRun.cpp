@@ -120,10 +120,11 @@ void RenderRun::feedClock(ClockFeed& clock, std::uint64_t until) {
     }
 }
 
-/// In steps, so that a user can end a run that a long tail or a clock keeps going.
+/// In steps, so that a user can end a run that a long tail or a clock keeps going. While nothing is to be done, time
+/// passes at once.
 void RenderRun::runTo(std::uint64_t time) {
     const HostTime end = VirtualRuntime::epoch + time;
-    while (runtime.hostTime() + interruptionStep < end) {
+    while (runtime.pendingItems() > 0 && runtime.hostTime() + interruptionStep < end) {
         endIfInterrupted();
         runtime.runUntil(runtime.hostTime() + interruptionStep);
     }
