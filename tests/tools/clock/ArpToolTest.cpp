@@ -112,12 +112,12 @@ TEST_F(ArpTool, endsANoteAfterItsPartOfTheStep) {
     EXPECT_EQ(probe.runtime.pendingItems(), 0u);
 }
 
-TEST_F(ArpTool, endsTheBatchOfAGateEndSoThatOutputsDontHoldItBack) {
+TEST_F(ArpTool, leavesTheEndOfAGateToTheBatchOfTheNextTick) {
     hold({60});
     tick(12);
     probe.taken();
     probe.runtime.runFor(1s);
-    EXPECT_EQ(takenText(probe), "80 3C 00, - |");
+    EXPECT_EQ(takenText(probe), "80 3C 00");
 }
 
 TEST_F(ArpTool, letsANoteLastWithoutATimerWhereNoneIsDue) {
