@@ -1,6 +1,7 @@
 #include "cli/CommandLine.hpp"
 
 #include <charconv>
+#include <cmath>
 #include <functional>
 
 #include <CLI/CLI.hpp>
@@ -129,6 +130,8 @@ private:
         if (!files.empty()) render.input = files.front();
         if (!render.patch.text && render.patch.file == "-" && render.input == "-")
             throw UsageError("PATCH and INPUT can't both be standard input");
+        // The range check lets what isn't a number pass.
+        if (std::isnan(render.tailSeconds)) throw UsageError("--tail takes a number of seconds");
         render.clockBPM = clockTempo();
         render.seed = seed();
         runRender(render);
