@@ -164,16 +164,16 @@ TEST_F(CallsTest, ARunThatFailsLeavesTheFormerFileUntouched) {
     EXPECT_EQ(read("former.varnolex"), "the show of last night");
 }
 
-/// Waits until the process catches the signal: its own word on when it is ready for one.
+/// Waits until the process catches the signal, which says that it is ready for one, or has ended.
 void waitUntilCaught(pid_t process, int signal) {
     for (;;) {
         std::ifstream status("/proc/" + std::to_string(process) + "/status");
         std::string line;
         while (std::getline(status, line)) {
+            if (line.starts_with("State:\tZ")) return;
             if (!line.starts_with("SigCgt:")) continue;
             if (std::stoull(line.substr(7), nullptr, 16) >> (signal - 1) & 1) return;
         }
-        if (!std::filesystem::exists("/proc/" + std::to_string(process))) return;
     }
 }
 
