@@ -6,6 +6,7 @@
 #include "platform/VarnolexLogger.hpp"
 #include "studio/EndpointBinding.hpp"
 #include "studio/GraphSnapshot.hpp"
+#include "tools/endpoints/MidiOutTool.hpp"
 
 namespace varnolex {
 namespace {
@@ -39,18 +40,25 @@ void replaceGraphs(ModularEngine& engine, Graphs graphs) {
     for (auto& graph : graphs) engine.adoptModular(std::move(graph));
 }
 
+/// Own sources of outputs have no place in today's format.
+void listOwnSources(const Modular& modular, DocumentFindings& findings) {
+    for (const auto& node : modular.nodes) {
+        const auto* output = dynamic_cast<const MidiOutTool*>(node->tool.get());
+        if (output && output->needsVirtualOutputMigration())
+            findings.dropped.push_back("The output \"" + output->name() + "\" of \"" + modular.name +
+                                       "\" was a source of its own and has to be given a virtual output.");
+    }
+}
+
 void keepOpenableTabs(ModularDocument& document, DocumentFindings& findings) {
-    if (!document.tabs) return;
+    if (!document.tabs || document.tabs->empty()) return;
     const TabPlan plan = planTabs(document);
     findings.dropped.insert(findings.dropped.end(), plan.dropped.begin(), plan.dropped.end());
     std::vector<ModularDocument::TabSpec> kept;
-    for (const PlannedTab& tab : plan.tabs)
-        kept.push_back({.kind = tab.modularID ? "modular" : "activity",
-                        .modularID = tab.modularID,
-                        .title = tab.title,
-                        .sidebarCollapsed = tab.sidebarCollapsed,
-                        .sidebarWidth = tab.sidebarWidth,
-                        .activityState = tab.activityState});
+    for (const PlannedTab& tab : plan.tabs) {
+        kept.push_back((*document.tabs)[tab.position]);
+        kept.back().title = tab.title;
+    }
     document.selectedTabIndex.reset();
     if (!kept.empty()) document.selectedTabIndex = static_cast<std::int64_t>(plan.selectedIndex);
     document.tabs = std::move(kept);
@@ -81,7 +89,10 @@ ModularDocument rewriteDocument(const ModularDocument& document, DocumentFinding
 
     ModularDocument rewritten = document;
     rewritten.modulars.clear();
-    for (const auto& graph : graphs) rewritten.modulars.push_back(makeSnapshot(*graph));
+    for (const auto& graph : graphs) {
+        listOwnSources(*graph, findings);
+        rewritten.modulars.push_back(makeSnapshot(*graph));
+    }
     CCBindingStore::shared().setBindings(untouched);
     keepOpenableTabs(rewritten, findings);
     return rewritten;

@@ -35,15 +35,18 @@ public:
     explicit Planner(const ModularDocument& source) : document(source), spareState(source.activityState) {}
 
     TabPlan plan() {
-        for (const auto& spec : *document.tabs) {
-            const auto tab = tabFor(spec);
+        const auto& specs = *document.tabs;
+        for (std::size_t position = 0; position < specs.size(); ++position) {
+            auto tab = tabFor(specs[position]);
             if (!tab) {
-                result.dropped.push_back("The tab \"" + spec.title + "\" of kind \"" + spec.kind + "\" isn't opened.");
-            } else {
-                if (document.selectedTabIndex == &spec - document.tabs->data())
-                    result.selectedIndex = result.tabs.size();
-                result.tabs.push_back(*tab);
+                result.dropped.push_back("The tab \"" + specs[position].title + "\" of kind \"" + specs[position].kind +
+                                         "\" isn't opened.");
+                continue;
             }
+            tab->position = position;
+            if (document.selectedTabIndex == static_cast<std::int64_t>(position))
+                result.selectedIndex = result.tabs.size();
+            result.tabs.push_back(std::move(*tab));
         }
         return std::move(result);
     }

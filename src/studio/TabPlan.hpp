@@ -18,6 +18,8 @@ struct PlannedTab {
     std::optional<double> sidebarWidth;
     /// Of an Activity tab; nothing stands for the state of a new one.
     std::optional<ModularDocument::ActivityState> activityState;
+    /// Which of the document's tabs it is, if that has any.
+    std::size_t position = 0;
 
     bool operator==(const PlannedTab&) const = default;
 };

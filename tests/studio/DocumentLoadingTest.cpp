@@ -59,6 +59,23 @@ TEST_F(DocumentLoadingTest, RewritingFillsInDefaultsAndKeepsTabs) {
     EXPECT_EQ(rewriteDocument(once, findings), once);
 }
 
+TEST_F(DocumentLoadingTest, RewritingAnOldDocumentChangesNoTabsMeaningAndTellsOfOwnSources) {
+    ModularDocument document = corpusDocument("old-graphs-and-monitors.varnolex");
+    document.tabs->push_back({.kind = "activity", .title = "Second"});
+    DocumentFindings findings;
+    const ModularDocument once = rewriteDocument(document, findings);
+    EXPECT_THAT(findings.dropped, ElementsAre(HasSubstr("\"Routing Bus\" of \"Studio 2\" was a source of its own"),
+                                              HasSubstr("\"Scope\""), HasSubstr("\"DAW\"")));
+    const auto statesOf = [](const ModularDocument& each) {
+        std::vector<bool> states;
+        for (const PlannedTab& tab : planTabs(each).tabs) states.push_back(tab.activityState.has_value());
+        return states;
+    };
+    EXPECT_THAT(statesOf(once), ElementsAre(true, false, false));
+    EXPECT_EQ(statesOf(once), statesOf(document));
+    EXPECT_EQ(rewriteDocument(once, findings), once);
+}
+
 TEST_F(DocumentLoadingTest, WhatCanNotBeKeptIsListed) {
     const LoadedDocument loaded = load("damaged-dropped-parts.varnolex");
     EXPECT_THAT(
