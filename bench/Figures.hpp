@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "bench/Measurement.hpp"
+
+// The groups of figures. Main thread; each installs the runtime that it needs.
+
+namespace varnolex::bench {
+
+using Figures = std::vector<Figure>;
+
+/// Nodes in series, one alone, and branches side by side.
+void measureWalks(const Effort& effort, Figures& figures);
+
+/// Each kind of tool that answers within the call.
+void measureTools(const Effort& effort, Figures& figures);
+
+/// From bytes to typed, shared messages.
+void measureParser(const Effort& effort, Figures& figures);
+
+/// Loading, saving and merging Standard MIDI Files.
+void measureMIDIFiles(const Effort& effort, Figures& figures);
+
+void measureDocuments(const Effort& effort, Figures& figures);
+
+/// A patch over a recording, file to file, and the start of the program.
+void measureRender(const Effort& effort, Figures& figures);
+void measureStart(const Effort& effort, Figures& figures);
+
+/// Sends messages through `nodes` nodes in series and does nothing else: for a profiler, which collects inside
+/// `varnolexBenchWalk` alone.
+void walkForProfiler(std::size_t nodes, std::size_t messages);
+
+}  // namespace varnolex::bench
