@@ -1,16 +1,31 @@
 #include "bench/Measurement.hpp"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cstdio>
 
-#include "platform/Stopwatch.hpp"
-
 namespace varnolex::bench {
 
+namespace {
+
+double processorSeconds(int whose) {
+    rusage used{};
+    getrusage(whose, &used);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
+double processorSeconds() { return processorSeconds(RUSAGE_SELF) + processorSeconds(RUSAGE_CHILDREN); }
+
+}  // namespace
+
 double secondsOf(const std::function<void()>& work) {
-    const Stopwatch stopwatch;
+    const double start = processorSeconds();
     work();
-    return static_cast<double>(stopwatch.elapsed().count()) / 1e9;
+    return processorSeconds() - start;
 }
 
 double medianOf(std::vector<double> values) {
@@ -44,6 +59,7 @@ Medians differenceOf(std::size_t passes, const std::function<void()>& less, cons
 }
 
 void printTable(const std::vector<Figure>& figures) {
+    std::puts("Processor time, of this process and those that it starts; waits for the disk are not in it.");
     std::printf("%-44s %10s %-9s %-30s %9s %7s %12s  %-4s  %s\n", "figure", "measured", "unit", "floor", "", "ratio",
                 "budget", "", "what it means");
     for (const Figure& figure : figures) {

@@ -51,7 +51,8 @@ struct Medians {
     double floor = 0;
 };
 
-/// The seconds that one call takes.
+/// The processor seconds that one call takes, in this process and in those that it waits for: what others do on the
+/// machine weighs less in them than in the time on the wall. Waits, as for the disk, are not in it.
 double secondsOf(const std::function<void()>& work);
 
 double medianOf(std::vector<double> values);

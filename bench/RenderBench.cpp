@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <stdexcept>
 
@@ -89,6 +90,10 @@ void measureRender(const Effort& effort, Figures& figures) {
                       [&] { writeWholeFile(input("copy.txt"), readWholeFile(input("all.txt"), largestFile)); },
                       [&] { writeWholeFile(input("copy.mid"), readWholeFile(input("all.mid"), largestFile)); },
                   });
+    // A patch that lost messages would be quick.
+    const std::string heard = readWholeFile(input("out.txt"), largestFile);
+    if (static_cast<std::size_t>(std::count(heard.begin(), heard.end(), '\n')) != effort.events)
+        throw std::runtime_error("the rendering doesn't hold as many messages as its input");
     const double budget = 0.5e-6 * static_cast<double>(effort.events);
     const std::string size = effort.events == 1'000'000 ? "1M" : std::to_string(effort.events / 1000) + "k";
     figures.push_back({"render: " + size + " events, 10 tools, text", medians[0], "s", "copying the file, s",

@@ -12,8 +12,8 @@ constexpr Nanoseconds restTime = std::chrono::milliseconds(120);
 ParticleReporter::ParticleReporter(std::weak_ptr<Modular> graph, std::vector<UUID> connectionIDs)
     : modular(std::move(graph)), connIDs(std::move(connectionIDs)) {}
 
-void ParticleReporter::report(std::uint8_t statusByte) noexcept {
-    if (resting.get() || resting.exchange(true)) return;
+void ParticleReporter::post(std::uint8_t statusByte) noexcept {
+    if (resting.exchange(true)) return;
     const auto kind = ModularParticle::kindOf(statusByte);
     if (!Runtime::current().postToMain([self = shared_from_this(), kind] { self->spawn(kind); })) resting.set(false);
 }
@@ -32,7 +32,10 @@ ForwardingExit::ForwardingExit(std::vector<std::shared_ptr<ToolChain>> chains,
 
 void ForwardingExit::deliver(const ChainMessage& message) noexcept {
     if (particles && !message.isEmptyCarrier()) particles->report(message.status());
-    for (const auto& chain : downstreamChains) chain->send(message);
+    // The last call, most often the only one, takes this one's place on the stack.
+    const auto last = downstreamChains.end() - 1;
+    for (auto chain = downstreamChains.begin(); chain != last; ++chain) (*chain)->send(message);
+    (*last)->send(message);
 }
 
 TerminalExit::TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> graphName)

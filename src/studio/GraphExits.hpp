@@ -16,9 +16,12 @@ public:
     ParticleReporter(std::weak_ptr<Modular> graph, std::vector<UUID> connectionIDs);
 
     /// Processing road: one look at a flag, most of the time.
-    void report(std::uint8_t statusByte) noexcept;
+    void report(std::uint8_t statusByte) noexcept {
+        if (!resting.get()) post(statusByte);
+    }
 
 private:
+    void post(std::uint8_t statusByte) noexcept;
     void spawn(ModularParticle::Kind kind);
 
     const std::weak_ptr<Modular> modular;
@@ -30,7 +33,7 @@ private:
 /// Feeds the chains downstream, in the order of the cables, each to its end before the next.
 class ForwardingExit final : public ChainExit {
 public:
-    /// `reporter` may be empty.
+    /// There is at least one chain; `reporter` may be empty.
     ForwardingExit(std::vector<std::shared_ptr<ToolChain>> chains, std::shared_ptr<ParticleReporter> reporter);
 
     void deliver(const ChainMessage& message) noexcept override;
