@@ -2,6 +2,7 @@
 #include <string>
 
 #include "FuzzInput.hpp"
+#include "engine/CCBinding.hpp"
 #include "platform/VarnolexLogger.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "studio/DocumentLoader.hpp"
@@ -15,6 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     VirtualRuntime runtime;
     const RuntimeScope scope(runtime);
     VarnolexLogger::shared().replaceSink([](std::string_view) {});
+    // Each run draws the same ids: without this, its tools would inherit the bindings of the run before.
+    CCBindingStore::shared().setBindings(CCBindingStore::Map{});
     ModularDocument document;
     try {
         document = DocumentReader::read(textOf(data, size));
