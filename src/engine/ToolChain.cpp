@@ -1,5 +1,6 @@
 #include "engine/ToolChain.hpp"
 
+#include <cassert>
 #include <mutex>
 
 #include "engine/BindingApplication.hpp"
@@ -15,38 +16,59 @@ std::shared_ptr<ToolChain> ToolChain::make(std::vector<std::shared_ptr<PipeTool>
 }
 
 ToolChain::ToolChain(std::vector<std::shared_ptr<PipeTool>> tools, std::string name, std::shared_ptr<ChainLock> lock)
-    : toolList(std::move(tools)), chainLock(std::move(lock)), shownName(std::move(name)) {}
+    : toolList(std::move(tools)),
+      firstTool(toolList.empty() ? nullptr : toolList.front().get()),
+      toolCount(toolList.size()),
+      chainLock(std::move(lock)),
+      shownName(std::move(name)) {}
 
-// Inlined into both entries: a walk through many nodes nests deep, and each call less on the way down is a return that
-// the processor can still predict.
-[[gnu::always_inline]] inline void ToolChain::step(const ChainMessage& message) noexcept {
-    for (const std::size_t count = toolList.size(); index < count; ++index) {
-        PipeTool& tool = *toolList[index];
-        if (!tool.isEnabled()) continue;
-        tool.process(message, *this);
-        return;
-    }
+[[gnu::always_inline]] inline void ToolChain::leave(const ChainMessage& message) noexcept {
     if (message.isEmptyCarrier() && !message.isLastInBatch) return;
     if (ChainExit* exit = messageDidExit.load()) exit->deliver(message);
 }
 
+// A walk through many nodes nests deep, so its usual way (one tool, switched on, inside a walk, at rest before) is made
+// of jumps: the entries keep nothing for after the call, and leave what is unusual to functions of their own.
+
+void ToolChain::sendInWalk(const ChainMessage& message) noexcept {
+    assert(chainLock->isHeldByCaller());
+    if (message.length >= 3 && message.kind() == 0xB0) [[unlikely]]
+        applyBindings(message);
+    if (index != 0 || !firstTool || !firstTool->isEnabled()) [[unlikely]]
+        return sendFromWithin(message);
+    firstTool->process(message, *this);
+}
+
 void ToolChain::send(const ChainMessage& message) noexcept {
     const std::scoped_lock walk(*chainLock);
-    if (toolList.empty()) return;
-    if (message.length >= 3 && message.kind() == 0xB0) applyBindings(message);
-    // A tool may enter its own chain at the top from inside `process`, so the outer walk's place is kept.
-    const std::size_t place = index;
-    index = 0;
-    step(message);
-    index = place;
+    sendInWalk(message);
 }
 
 void ToolChain::forward(const ChainMessage& message) noexcept {
+    if (!chainLock->isHeldByCaller()) [[unlikely]]
+        return forwardFromOutside(message);
+    const std::size_t next = index + 1;
+    if (next < toolCount) return walkFrom(next, message);
+    leave(message);
+}
+
+[[gnu::noinline]] void ToolChain::sendFromWithin(const ChainMessage& message) noexcept {
+    if (firstTool) walkFrom(0, message);
+}
+
+[[gnu::noinline]] void ToolChain::forwardFromOutside(const ChainMessage& message) noexcept {
     const std::scoped_lock walk(*chainLock);
-    const std::size_t place = index;
-    ++index;
-    step(message);
+    walkFrom(index + 1, message);
+}
+
+[[gnu::noinline]] void ToolChain::walkFrom(std::size_t place, const ChainMessage& message) noexcept {
+    while (place < toolCount && !toolList[place]->isEnabled()) ++place;
+    if (place >= toolCount) return leave(message);
+    // A tool may enter its own chain again from inside `process`, so the outer walk's place is kept.
+    const std::size_t outer = index;
     index = place;
+    toolList[place]->process(message, *this);
+    index = outer;
 }
 
 void ToolChain::sendToExit(const ChainMessage& message) noexcept {

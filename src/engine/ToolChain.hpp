@@ -38,6 +38,9 @@ public:
     /// to it on its way. Any thread.
     void send(const ChainMessage& message) noexcept;
 
+    /// The same for whoever is inside a walk of a chain with the same lock: an exit that feeds the next chain.
+    void sendInWalk(const ChainMessage& message) noexcept;
+
     /// The step to the next tool, or out of the exit. Called by a tool, inside `process` or later. From outside
     /// any walk it goes on behind the first tool. Any thread.
     void forward(const ChainMessage& message) noexcept;
@@ -73,12 +76,18 @@ public:
 private:
     ToolChain(std::vector<std::shared_ptr<PipeTool>> tools, std::string name, std::shared_ptr<ChainLock> lock);
 
-    void step(const ChainMessage& message) noexcept;
+    void walkFrom(std::size_t place, const ChainMessage& message) noexcept;
+    void sendFromWithin(const ChainMessage& message) noexcept;
+    void forwardFromOutside(const ChainMessage& message) noexcept;
+    void leave(const ChainMessage& message) noexcept;
     void applyBindings(const ChainMessage& message) noexcept;
 
+    // What a walk reads stands together.
     const std::vector<std::shared_ptr<PipeTool>> toolList;
-    const std::shared_ptr<ChainLock> chainLock;
+    PipeTool* const firstTool;
+    const std::size_t toolCount;
     std::size_t index = 0;
+    const std::shared_ptr<ChainLock> chainLock;
     ExitSlot<ChainExit> messageDidExit;
     std::string shownName;
 };

@@ -28,14 +28,18 @@ void ParticleReporter::spawn(ModularParticle::Kind kind) {
 
 ForwardingExit::ForwardingExit(std::vector<std::shared_ptr<ToolChain>> chains,
                                std::shared_ptr<ParticleReporter> reporter)
-    : downstreamChains(std::move(chains)), particles(std::move(reporter)) {}
+    : downstreamChains(std::move(chains)), last(downstreamChains.back().get()), particles(std::move(reporter)) {}
 
 void ForwardingExit::deliver(const ChainMessage& message) noexcept {
     if (particles && !message.isEmptyCarrier()) particles->report(message.status());
+    if (downstreamChains.size() > 1) feedAllButLast(message);
     // The last call, most often the only one, takes this one's place on the stack.
-    const auto last = downstreamChains.end() - 1;
-    for (auto chain = downstreamChains.begin(); chain != last; ++chain) (*chain)->send(message);
-    (*last)->send(message);
+    last->sendInWalk(message);
+}
+
+[[gnu::noinline]] void ForwardingExit::feedAllButLast(const ChainMessage& message) noexcept {
+    for (std::size_t index = 0; index + 1 < downstreamChains.size(); ++index)
+        downstreamChains[index]->sendInWalk(message);
 }
 
 TerminalExit::TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> graphName)

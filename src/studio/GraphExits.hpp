@@ -39,7 +39,10 @@ public:
     void deliver(const ChainMessage& message) noexcept override;
 
 private:
+    void feedAllButLast(const ChainMessage& message) noexcept;
+
     const std::vector<std::shared_ptr<ToolChain>> downstreamChains;
+    ToolChain* const last;
     const std::shared_ptr<ParticleReporter> particles;
 };
 

@@ -14,14 +14,17 @@ public:
     ChainLock(const ChainLock&) = delete;
     ChainLock& operator=(const ChainLock&) = delete;
 
+    /// Whether the calling thread holds the lock: then it may go on without taking it again.
+    bool isHeldByCaller() const noexcept { return (word.load(std::memory_order_relaxed) & holderMask) == threadID; }
+
     void lock() noexcept {
-        const std::uint32_t self = currentThread();
-        if ((word.load(std::memory_order_relaxed) & holderMask) == self) {
+        if (isHeldByCaller()) {
             ++depth;
             return;
         }
+        if (threadID == unasked) threadID = askThreadID();
         std::uint32_t free = 0;
-        if (!word.compare_exchange_strong(free, self, std::memory_order_seq_cst)) lockContended();
+        if (!word.compare_exchange_strong(free, threadID, std::memory_order_seq_cst)) lockContended();
     }
 
     void unlock() noexcept {
@@ -29,7 +32,7 @@ public:
             --depth;
             return;
         }
-        std::uint32_t self = currentThread();
+        std::uint32_t self = threadID;
         if (!word.compare_exchange_strong(self, 0, std::memory_order_seq_cst)) unlockContended();
     }
 
@@ -39,10 +42,6 @@ public:
     bool wasIdle() const noexcept { return word.load(std::memory_order_seq_cst) == 0; }
 
 private:
-    static std::uint32_t currentThread() noexcept {
-        if (threadID == 0) threadID = askThreadID();
-        return threadID;
-    }
     static std::uint32_t askThreadID() noexcept;
     void lockContended() noexcept;
     void unlockContended() noexcept;
@@ -50,7 +49,10 @@ private:
     /// What of the word is the holder's id; the kernel keeps the bits above it.
     static constexpr std::uint32_t holderMask = 0x3FFF'FFFF;
 
-    static inline thread_local constinit std::uint32_t threadID = 0;
+    /// Stands for a thread that has taken no lock yet; no holder has this number.
+    static constexpr std::uint32_t unasked = ~std::uint32_t{0};
+
+    static inline thread_local constinit std::uint32_t threadID = unasked;
 
     /// The holder's kernel thread id, 0 when free; the kernel adds a bit of its own while others wait.
     std::atomic<std::uint32_t> word{0};

@@ -20,8 +20,7 @@ public:
 
     /// Main thread. `content` may be empty.
     void replace(std::unique_ptr<Content> content) {
-        if (Content* old = current.exchange(content.release(), std::memory_order_seq_cst))
-            retired.emplace_back(old);
+        if (Content* old = current.exchange(content.release(), std::memory_order_seq_cst)) retired.emplace_back(old);
     }
 
     /// Main thread: frees what was replaced if `lock` is seen idle. True when nothing is left to free.

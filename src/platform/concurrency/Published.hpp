@@ -36,7 +36,9 @@ public:
 
 private:
     struct Visit {
-        explicit Visit(std::atomic<std::uint32_t>& counter) : readers(counter) { readers.fetch_add(1, std::memory_order_seq_cst); }
+        explicit Visit(std::atomic<std::uint32_t>& counter) : readers(counter) {
+            readers.fetch_add(1, std::memory_order_seq_cst);
+        }
         ~Visit() { readers.fetch_sub(1, std::memory_order_seq_cst); }
         std::atomic<std::uint32_t>& readers;
     };
