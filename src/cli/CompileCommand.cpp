@@ -4,7 +4,6 @@
 #include "cli/PatchSource.hpp"
 #include "cli/Streams.hpp"
 #include "language/CompiledPatchJSON.hpp"
-#include "language/DSLCompiler.hpp"
 #include "platform/RandomSeed.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "studio/DocumentFiles.hpp"
@@ -35,13 +34,7 @@ void runCompile(const CompileOptions& options) {
     const std::string name = options.text ? "--patch" : inputName(options.file);
     const std::string text = options.text ? *options.text : readInput(options.file);
     if (options.output) return writePatch(text, name, *options.output);
-    DSLCompiler compiler;
-    try {
-        compiler.compile(text);
-    } catch (const DSLCompiler::CompilerError& error) {
-        throw CommandFailure(name + ": " + error.what());
-    }
-    writeOutput("-", compiledPatchJSON(compiler) + "\n");
+    writeOutput("-", compiledPatchJSON(compileText(text, name)) + "\n");
 }
 
 }  // namespace varnolex

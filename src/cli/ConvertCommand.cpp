@@ -1,6 +1,7 @@
 #include "cli/ConvertCommand.hpp"
 
 #include "cli/CommandFailure.hpp"
+#include "cli/PatchSource.hpp"
 #include "cli/Streams.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "studio/DocumentError.hpp"
@@ -27,8 +28,7 @@ void runConvert(const std::string& input, const std::string& output) {
     DocumentFindings findings;
     const ModularDocument document = rewriteDocument(readDocument(input), findings);
     writeOutput(output, DocumentWriter::write(document));
-    for (const std::string& sentence : findings.dropped) tellUser(inputName(input) + ": " + sentence);
-    for (const std::string& sentence : findings.undecodable) tellUser(inputName(input) + ": " + sentence);
+    tellFindings(findings, inputName(input));
 }
 
 }  // namespace varnolex

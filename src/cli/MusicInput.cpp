@@ -22,7 +22,7 @@ MusicInput MusicInput::read(const std::string& file) {
     const std::string name = inputName(file);
     MusicInput input;
     try {
-        if (hasEnding(file, {".mid", ".midi", ".smf"}))
+        if (isMIDIFileName(file))
             input.readMIDIFile(content);
         else if (hasEnding(file, {".syx"}))
             input.readSysExFile(content);

@@ -17,21 +17,19 @@ void MusicOutput::add(std::uint64_t time, std::span<const std::uint8_t> packet, 
     arena.insert(arena.end(), packet.begin(), packet.end());
 }
 
-std::vector<MusicOutput::Packet> MusicOutput::inOrder() const {
-    std::vector<Packet> sorted = list;
-    if (!std::ranges::is_sorted(sorted, {}, &Packet::time)) std::ranges::stable_sort(sorted, {}, &Packet::time);
-    return sorted;
+void MusicOutput::putInOrder() {
+    if (!std::ranges::is_sorted(list, {}, &Packet::time)) std::ranges::stable_sort(list, {}, &Packet::time);
 }
 
 std::string MusicOutput::eventText() const {
     std::string text;
-    for (const Packet& packet : inOrder()) appendEventText(text, packet.time, bytes(packet), names[packet.endpoint]);
+    for (const Packet& packet : list) appendEventText(text, packet.time, bytes(packet), names[packet.endpoint]);
     return text;
 }
 
 std::string MusicOutput::eventJSON() const {
     std::string text;
-    for (const Packet& packet : inOrder()) appendEventJSON(text, packet.time, bytes(packet), names[packet.endpoint]);
+    for (const Packet& packet : list) appendEventJSON(text, packet.time, bytes(packet), names[packet.endpoint]);
     return text;
 }
 
@@ -48,7 +46,7 @@ std::string MusicOutput::midiFile(const MIDIFile* model) const {
     const TempoMap map = file.tempoMap();
     file.tracks.resize(names.size());
     for (std::size_t index = 0; index < names.size(); ++index) file.tracks[index].name = names[index];
-    for (const Packet& packet : inOrder())
+    for (const Packet& packet : list)
         file.append(file.tracks[packet.endpoint], map.nearestTick(packet.time), bytes(packet));
     return StandardMIDIFile::write(file);
 }

@@ -20,7 +20,12 @@ public:
 
     std::size_t size() const { return list.size(); }
 
-    /// The forms: in order of time, and at one time in the order in which it was sent.
+    /// Puts what was heard in order of time, and at one time in the order in which it was sent. Once, when all is
+    /// there.
+    void putInOrder();
+
+    // The forms, of what is in order.
+
     std::string eventText() const;
     std::string eventJSON() const;
 
@@ -39,7 +44,6 @@ private:
     std::span<const std::uint8_t> bytes(const Packet& packet) const {
         return std::span(arena).subspan(packet.offset, packet.length);
     }
-    std::vector<Packet> inOrder() const;
 
     std::vector<std::string> names;
     std::vector<Packet> list;

@@ -5,8 +5,6 @@
 #include "cli/CommandFailure.hpp"
 #include "cli/Streams.hpp"
 #include "engine/Catalogue.hpp"
-#include "language/DSLCompiler.hpp"
-#include "language/PatchBuilder.hpp"
 #include "studio/DocumentError.hpp"
 #include "studio/DocumentFiles.hpp"
 #include "studio/DocumentReader.hpp"
@@ -53,8 +51,7 @@ std::shared_ptr<Modular> restoreGraph(const PatchChoice& choice) {
     const ModularDocument document = readDocumentFile(choice.file);
     DocumentFindings findings;
     auto modular = restoreModular(chosenGraph(document, choice), findings);
-    for (const std::string& sentence : findings.dropped) tellUser(choice.file + ": " + sentence);
-    for (const std::string& sentence : findings.undecodable) tellUser(choice.file + ": " + sentence);
+    tellFindings(findings, choice.file);
     return modular;
 }
 
@@ -68,15 +65,26 @@ std::shared_ptr<Modular> bringToLife(std::shared_ptr<Modular> modular, ModularEn
 
 }  // namespace
 
-BuiltPatch compilePatchText(const std::string& text, const std::string& name) {
+void tellFindings(const DocumentFindings& findings, const std::string& name) {
+    for (const std::string& sentence : findings.dropped) tellUser(name + ": " + sentence);
+    for (const std::string& sentence : findings.undecodable) tellUser(name + ": " + sentence);
+}
+
+DSLCompiler compileText(const std::string& text, const std::string& name) {
     DSLCompiler compiler;
     try {
         compiler.compile(text);
-        BuiltPatch patch = buildPatch(compiler, "Patch");
-        for (const std::string& sentence : patch.refusedConfigs) tellUser(name + ": " + sentence);
-        return patch;
     } catch (const DSLCompiler::CompilerError& error) {
         throw CommandFailure(name + ": " + error.what());
+    }
+    return compiler;
+}
+
+BuiltPatch compilePatchText(const std::string& text, const std::string& name) {
+    try {
+        BuiltPatch patch = buildPatch(compileText(text, name), "Patch");
+        for (const std::string& sentence : patch.refusedConfigs) tellUser(name + ": " + sentence);
+        return patch;
     } catch (const PatchBuildError& error) {
         throw CommandFailure(name + ": " + error.what());
     }

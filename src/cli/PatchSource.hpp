@@ -4,7 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "language/DSLCompiler.hpp"
 #include "language/PatchBuilder.hpp"
+#include "studio/DocumentFindings.hpp"
 #include "studio/ModularEngine.hpp"
 
 namespace varnolex {
@@ -22,6 +24,12 @@ struct PatchChoice {
 /// Builds the graph in the engine and starts it, with no endpoint bound. Tells the user, on standard error, which
 /// kinds this build has no tool for. Throws `CommandFailure` with the file and the place.
 std::shared_ptr<Modular> loadPatch(const PatchChoice& choice, ModularEngine& engine);
+
+/// Tells the user what of a document couldn't be kept. `name` is what messages call the document.
+void tellFindings(const DocumentFindings& findings, const std::string& name);
+
+/// A text in the patch language as the lists that it compiles to. Throws `CommandFailure`.
+DSLCompiler compileText(const std::string& text, const std::string& name);
 
 /// A text in the patch language as a graph that is in no engine yet. `name` is what messages call the text. Throws
 /// `CommandFailure`.

@@ -11,8 +11,6 @@
 namespace varnolex {
 namespace {
 
-bool isMIDIFile(const std::string& file) { return hasEnding(file, {".mid", ".midi", ".smf"}); }
-
 std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput& input,
                                   const std::optional<TempoMap>& map) {
     if (!options.clockBPM) return std::nullopt;
@@ -23,7 +21,7 @@ std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput
 
 std::string written(const MusicOutput& output, const MusicInput& input, const RenderOptions& options) {
     try {
-        if (isMIDIFile(options.output)) return output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr);
+        if (isMIDIFileName(options.output)) return output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr);
     } catch (const MIDIFileError& error) {
         throw CommandFailure(options.output + ": " + error.what());
     }
@@ -40,7 +38,7 @@ void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) 
 }  // namespace
 
 void runRender(const RenderOptions& options) {
-    if (options.json && isMIDIFile(options.output))
+    if (options.json && isMIDIFileName(options.output))
         throw UsageError("--json writes text: it doesn't go with the MIDI file " + options.output);
     const Stopwatch stopwatch;
     const MusicInput input = MusicInput::read(options.input);

@@ -24,10 +24,10 @@ constexpr std::size_t progressInterval = 20'000;
 constexpr HostTime interruptionStep = 10 * ticksPerSecond;
 
 template <class Tool>
-std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> nodesWith(const Modular& modular) {
-    std::vector<std::pair<std::shared_ptr<ModularNode>, std::shared_ptr<Tool>>> found;
+std::vector<std::shared_ptr<Tool>> toolsOf(const Modular& modular) {
+    std::vector<std::shared_ptr<Tool>> found;
     for (const auto& node : modular.nodes)
-        if (auto tool = std::dynamic_pointer_cast<Tool>(node->tool)) found.emplace_back(node, std::move(tool));
+        if (auto tool = std::dynamic_pointer_cast<Tool>(node->tool)) found.push_back(std::move(tool));
     return found;
 }
 
@@ -58,27 +58,29 @@ void RenderRun::connect(const MusicInput& input) {
 
 void RenderRun::connectInputs(const MusicInput& input) {
     const auto& names = input.endpoints();
-    for (const auto& [node, tool] : nodesWith<MidiInTool>(*modular)) {
+    for (const auto& tool : toolsOf<MidiInTool>(*modular)) {
         const auto named = std::ranges::find(names, tool->settings().endpointName);
         const auto index = named == names.end() ? 0 : static_cast<std::size_t>(named - names.begin());
-        std::int32_t uniqueID = 0;
-        service.MIDIObjectGetIntegerProperty(sources[index].reference, kMIDIPropertyUniqueID, uniqueID);
-        tool->connectToSource(uniqueID);
+        tool->connectToSource(uniqueIDOf(sources[index].reference));
         sources[index].isHeard = true;
     }
 }
 
 void RenderRun::connectOutputs() {
     std::set<std::string> used;
-    for (const auto& [node, tool] : nodesWith<MidiOutTool>(*modular)) {
+    for (const auto& tool : toolsOf<MidiOutTool>(*modular)) {
         const std::string name = unusedName(tool->name(), used);
         const MIDIEndpointRef destination = service.plugDestination({.displayName = name});
-        std::int32_t uniqueID = 0;
-        service.MIDIObjectGetIntegerProperty(destination, kMIDIPropertyUniqueID, uniqueID);
         const std::uint32_t endpoint = heard.addEndpoint(name);
         service.listen(destination, [this, endpoint](const PacketListView& list) { hear(list, endpoint); });
-        tool->connectToDestination(uniqueID);
+        tool->connectToDestination(uniqueIDOf(destination));
     }
+}
+
+std::int32_t RenderRun::uniqueIDOf(MIDIEndpointRef endpoint) {
+    std::int32_t uniqueID = 0;
+    service.MIDIObjectGetIntegerProperty(endpoint, kMIDIPropertyUniqueID, uniqueID);
+    return uniqueID;
 }
 
 void RenderRun::hear(const PacketListView& packets, std::uint32_t endpoint) {
@@ -160,8 +162,9 @@ void RenderRun::playBatch(const MusicInput& input, std::size_t first, std::size_
 }
 
 void RenderRun::finish() {
-    for (const auto& [node, tool] : nodesWith<MidiOutTool>(*modular)) tool->stop();
+    for (const auto& tool : toolsOf<MidiOutTool>(*modular)) tool->stop();
     isListening = false;
+    heard.putInOrder();
 }
 
 Nanoseconds RenderRun::virtualDuration() const { return Nanoseconds(runtime.hostTime() - VirtualRuntime::epoch); }

@@ -38,7 +38,7 @@ public:
     /// Connects the graph to the endpoints that the input names. Before `pressStart` and `feed`.
     void connect(const MusicInput& input);
 
-    /// Sends what outputs still gather, and ends listening.
+    /// Sends what outputs still gather, ends listening and puts what was heard in order.
     void finish();
 
     const MusicOutput& output() const { return heard; }
@@ -51,6 +51,7 @@ public:
 private:
     void connectInputs(const MusicInput& input);
     void connectOutputs();
+    std::int32_t uniqueIDOf(MIDIEndpointRef endpoint);
     void hear(const PacketListView& packets, std::uint32_t endpoint);
     void runTo(std::uint64_t time);
     void endIfInterrupted() const;

@@ -62,6 +62,8 @@ bool hasEnding(const std::string& file, std::initializer_list<std::string_view> 
     });
 }
 
+bool isMIDIFileName(const std::string& file) { return hasEnding(file, {".mid", ".midi", ".smf"}); }
+
 void tellUser(std::string_view sentence) {
     std::fprintf(stderr, "varnolex: %.*s\n", static_cast<int>(sentence.size()), sentence.data());
 }

@@ -18,6 +18,9 @@ void writeOutput(const std::string& file, std::string_view bytes);
 /// Whether the name ends in one of the endings, without regard to case. Endings are given with their dot.
 bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings);
 
+/// Whether the name says that the file is a Standard MIDI File.
+bool isMIDIFileName(const std::string& file);
+
 /// One line on standard error, behind the program's name.
 void tellUser(std::string_view sentence);
 

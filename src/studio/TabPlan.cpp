@@ -35,12 +35,12 @@ public:
     explicit Planner(const ModularDocument& source) : document(source), spareState(source.activityState) {}
 
     TabPlan plan() {
-        const auto& specs = *document.tabs;
-        for (std::size_t position = 0; position < specs.size(); ++position) {
-            auto tab = tabFor(specs[position]);
+        const auto& storedTabs = *document.tabs;
+        for (std::size_t position = 0; position < storedTabs.size(); ++position) {
+            auto tab = tabFor(storedTabs[position]);
             if (!tab) {
-                result.dropped.push_back("The tab \"" + specs[position].title + "\" of kind \"" + specs[position].kind +
-                                         "\" isn't opened.");
+                result.dropped.push_back("The tab \"" + storedTabs[position].title + "\" of kind \"" +
+                                         storedTabs[position].kind + "\" isn't opened.");
                 continue;
             }
             tab->position = position;
@@ -52,17 +52,17 @@ public:
     }
 
 private:
-    std::optional<PlannedTab> tabFor(const ModularDocument::TabSpec& spec) {
+    std::optional<PlannedTab> tabFor(const ModularDocument::TabSpec& stored) {
         std::optional<PlannedTab> tab;
-        if (spec.kind == "activity" && spec.title != "Welcome") {
-            tab.emplace().title = spec.title;
-            tab->activityState = spec.activityState ? spec.activityState : std::exchange(spareState, std::nullopt);
-        } else if (const auto* modular = spec.kind == "modular" ? findModular(document, spec.modularID) : nullptr) {
+        if (stored.kind == "activity" && stored.title != "Welcome") {
+            tab.emplace().title = stored.title;
+            tab->activityState = stored.activityState ? stored.activityState : std::exchange(spareState, std::nullopt);
+        } else if (const auto* modular = stored.kind == "modular" ? findModular(document, stored.modularID) : nullptr) {
             tab = studioTab(*modular);
         }
         if (!tab) return std::nullopt;
-        tab->sidebarCollapsed = spec.sidebarCollapsed;
-        tab->sidebarWidth = spec.sidebarWidth;
+        tab->sidebarCollapsed = stored.sidebarCollapsed;
+        tab->sidebarWidth = stored.sidebarWidth;
         return tab;
     }
 

@@ -23,8 +23,8 @@ StandInTool::StandInTool(PipeToolType type) : PipeTool(placeholderDefinition(typ
 void StandInTool::process(const ChainMessage& message, ToolChain& chain) { chain.forward(message); }
 
 std::optional<ValuePort> StandInTool::port(std::string_view portID) const {
-    portNames.push_back(std::make_unique<std::string>(portID));
-    return ValuePort{*portNames.back(), *portNames.back(), 0, 127};
+    const std::string& name = *portNames.emplace(portID).first;
+    return ValuePort{name, name, 0, 127};
 }
 
 }  // namespace varnolex

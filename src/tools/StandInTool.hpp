@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 
 #include "engine/PipeTool.hpp"
@@ -20,7 +21,7 @@ public:
 
 private:
     /// The ports that cables have been asked about: a port is a view, and has to have a text to view.
-    mutable std::vector<std::unique_ptr<std::string>> portNames;
+    mutable std::set<std::string, std::less<>> portNames;
 };
 
 }  // namespace varnolex
