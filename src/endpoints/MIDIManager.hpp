@@ -10,8 +10,10 @@
 
 namespace varnolex {
 
-/// One source of the system, as the directory last saw it. A plain value.
-struct MIDISourceInfo {
+/// One endpoint of the system, as the directory last saw it. A plain value; `Role` makes sources and destinations
+/// different types, so that the two aren't mixed up.
+template <class Role>
+struct MIDIEndpointInfo {
     /// The endpoint's identity across restarts; documents store it.
     std::int32_t uniqueID = 0;
     std::string displayName = "Unknown";
@@ -22,21 +24,11 @@ struct MIDISourceInfo {
     /// Valid for this run only.
     MIDIEndpointRef endpointRef = 0;
 
-    bool operator==(const MIDISourceInfo&) const = default;
+    bool operator==(const MIDIEndpointInfo&) const = default;
 };
 
-/// One destination of the system: the same fields with the same meaning, and another type so that the two aren't
-/// mixed up.
-struct MIDIDestinationInfo {
-    std::int32_t uniqueID = 0;
-    std::string displayName = "Unknown";
-    std::string manufacturer{};
-    std::string model{};
-    std::string driverOwner{};
-    MIDIEndpointRef endpointRef = 0;
-
-    bool operator==(const MIDIDestinationInfo&) const = default;
-};
+using MIDISourceInfo = MIDIEndpointInfo<struct SourceRole>;
+using MIDIDestinationInfo = MIDIEndpointInfo<struct DestinationRole>;
 
 /// The directory of all endpoints, and the owner of the system's one client of the MIDI service. Main thread.
 class MIDIManager {

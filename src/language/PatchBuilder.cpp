@@ -7,6 +7,7 @@
 #include "language/DSLCompiler.hpp"
 #include "language/PatchLayout.hpp"
 #include "platform/Runtime.hpp"
+#include "studio/CableRules.hpp"
 #include "studio/ConnectionError.hpp"
 #include "studio/NodeSize.hpp"
 #include "studio/ToolRecord.hpp"
@@ -48,25 +49,27 @@ private:
     // rebuild for each.
 
     void addCable(const DSLConnection& cable) {
-        using Reason = ConnectionError::Reason;
         const ModularNode& source = nodeAt(cable.from);
         const ModularNode& target = nodeAt(cable.to);
-        if (!toolKind(source.tool->toolType()).hasOutput) refuse(ConnectionError(Reason::noOutputPort), source, target);
-        if (!toolKind(target.tool->toolType()).hasInput) refuse(ConnectionError(Reason::noInputPort), source, target);
-        if (cable.from == cable.to) refuse(ConnectionError(Reason::selfLoop), source, target);
-        if (!cables.emplace(cable.from, cable.to).second) refuse(ConnectionError(Reason::duplicate), source, target);
+        try {
+            requireMIDIPorts(source, target);
+            if (!cables.emplace(cable.from, cable.to).second) throw ConnectionError(ConnectionError::Reason::duplicate);
+        } catch (const ConnectionError& reason) {
+            refuse(reason, source, target);
+        }
         patch.modular->connections.push_back({Runtime::current().makeUUID(), source.id, target.id});
     }
 
     void addValueCable(const DSLValueConnection& cable) {
-        using Reason = ValueConnectionError::Reason;
         const ModularNode& source = nodeAt(cable.from);
         const ModularNode& target = nodeAt(cable.to);
-        if (!source.tool->hasValueOutput()) refuse(ValueConnectionError(Reason::noValueOutput), source, target);
-        if (!target.tool->port(cable.portID)) refuse(ValueConnectionError(Reason::portNotFound), source, target);
-        if (cable.from == cable.to) refuse(ValueConnectionError(Reason::selfLoop), source, target);
-        if (!ports.emplace(cable.to, cable.portID).second)
-            refuse(ValueConnectionError(Reason::portOccupied), source, target);
+        try {
+            requireValuePorts(source, target, cable.portID);
+            if (!ports.emplace(cable.to, cable.portID).second)
+                throw ValueConnectionError(ValueConnectionError::Reason::portOccupied);
+        } catch (const ValueConnectionError& reason) {
+            refuse(reason, source, target);
+        }
         patch.modular->valueConnections.push_back({Runtime::current().makeUUID(), source.id, target.id, cable.portID});
     }
 

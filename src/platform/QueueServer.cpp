@@ -18,6 +18,8 @@
 #include <asio/io_context.hpp>
 #include <asio/posix/stream_descriptor.hpp>
 
+#include "platform/MonotonicTime.hpp"
+
 namespace varnolex {
 
 namespace {
@@ -46,12 +48,6 @@ bool askForRealTime(pthread_t thread) {
 }
 
 }  // namespace
-
-HostTime monotonicTime() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<HostTime>(now.tv_sec) * ticksPerSecond + static_cast<HostTime>(now.tv_nsec);
-}
 
 /// The event loop of one server, with its two sources: the alarm, which only the serving thread sets, and the bell.
 struct QueueServer::Loop {

@@ -75,7 +75,4 @@ private:
     std::thread thread;
 };
 
-/// The host clock: nanoseconds of the monotonic clock.
-HostTime monotonicTime();
-
 }  // namespace varnolex

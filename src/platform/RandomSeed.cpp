@@ -2,7 +2,7 @@
 
 #include <sys/random.h>
 
-#include "platform/QueueServer.hpp"
+#include "platform/MonotonicTime.hpp"
 
 namespace varnolex {
 

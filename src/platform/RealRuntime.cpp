@@ -6,6 +6,7 @@
 #include <optional>
 #include <thread>
 
+#include "platform/MonotonicTime.hpp"
 #include "platform/QueueServer.hpp"
 #include "platform/RandomGenerator.hpp"
 #include "platform/RandomSeed.hpp"

@@ -1,6 +1,6 @@
 #include "platform/Stopwatch.hpp"
 
-#include "platform/QueueServer.hpp"
+#include "platform/MonotonicTime.hpp"
 
 namespace varnolex {
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <unordered_map>
 
-#include "engine/Catalogue.hpp"
 #include "engine/ValueProducer.hpp"
 #include "platform/Runtime.hpp"
+#include "studio/CableRules.hpp"
 #include "studio/GraphExits.hpp"
 #include "studio/NodeSize.hpp"
 #include "studio/ValueWiring.hpp"
@@ -85,9 +85,7 @@ ModularConnection ModularEngine::addConnection(const UUID& sourceNodeID, const U
     const auto source = modular.node(sourceNodeID);
     const auto target = modular.node(targetNodeID);
     if (!source || !target) throw ConnectionError(Reason::nodeNotFound);
-    if (!toolKind(source->tool->toolType()).hasOutput) throw ConnectionError(Reason::noOutputPort);
-    if (!toolKind(target->tool->toolType()).hasInput) throw ConnectionError(Reason::noInputPort);
-    if (sourceNodeID == targetNodeID) throw ConnectionError(Reason::selfLoop);
+    requireMIDIPorts(*source, *target);
     for (const ModularConnection& cable : modular.connections)
         if (cable.sourceNodeID == sourceNodeID && cable.targetNodeID == targetNodeID)
             throw ConnectionError(Reason::duplicate);
@@ -110,9 +108,7 @@ ValueConnection ModularEngine::addValueConnection(const UUID& sourceNodeID, cons
     const auto source = modular.node(sourceNodeID);
     const auto target = modular.node(targetNodeID);
     if (!source || !target) throw ValueConnectionError(Reason::nodeNotFound);
-    if (!source->tool->hasValueOutput()) throw ValueConnectionError(Reason::noValueOutput);
-    if (!target->tool->port(portID)) throw ValueConnectionError(Reason::portNotFound);
-    if (sourceNodeID == targetNodeID) throw ValueConnectionError(Reason::selfLoop);
+    requireValuePorts(*source, *target, portID);
     const auto endsInPort = [&](const ValueConnection& cable) {
         return cable.targetNodeID == targetNodeID && cable.targetPortID == portID;
     };
