@@ -53,18 +53,20 @@ void MusicInput::readSysExFile(const std::string& content) {
 void MusicInput::readEventText(const std::string& content, const std::string& name) {
     EventTextReader reader(content, name);
     std::map<std::string, std::uint32_t, std::less<>> places{{names[0], 0}};
+    const auto placeOf = [&](std::string_view endpoint) {
+        const auto [place, isNew] = places.try_emplace(std::string(endpoint), static_cast<std::uint32_t>(names.size()));
+        if (isNew) names.emplace_back(endpoint);
+        return place->second;
+    };
+    constexpr std::size_t usualLine = 20;
+    list.reserve(content.size() / usualLine);
+    std::uint32_t latest = 0;
     EventLine line;
     while (reader.next(line)) {
-        std::uint32_t endpoint = 0;
-        if (line.endpoint) {
-            auto place = places.find(*line.endpoint);
-            if (place == places.end()) {
-                place = places.emplace(*line.endpoint, static_cast<std::uint32_t>(names.size())).first;
-                names.emplace_back(*line.endpoint);
-            }
-            endpoint = place->second;
-        }
-        append(line.time, line.bytes, endpoint);
+        const std::string_view endpoint = line.endpoint.value_or(names[0]);
+        // Most lines come from where the line before came from.
+        if (endpoint != names[latest]) latest = placeOf(endpoint);
+        append(line.time, line.bytes, latest);
     }
 }
 

@@ -22,7 +22,9 @@ void MusicOutput::putInOrder() {
 }
 
 std::string MusicOutput::eventText() const {
+    constexpr std::size_t usualLine = 40;
     std::string text;
+    text.reserve(list.size() * usualLine);
     for (const Packet& packet : list) appendEventText(text, packet.time, bytes(packet), names[packet.endpoint]);
     return text;
 }

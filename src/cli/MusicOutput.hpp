@@ -15,6 +15,9 @@ public:
     /// Adds an endpoint and returns its number.
     std::uint32_t addEndpoint(std::string name);
 
+    /// Makes room for about as many packets.
+    void expect(std::size_t packets) { list.reserve(packets); }
+
     /// Notes that an endpoint has heard a packet, `time` nanoseconds from the beginning.
     void add(std::uint64_t time, std::span<const std::uint8_t> bytes, std::uint32_t endpoint);
 

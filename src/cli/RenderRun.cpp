@@ -53,6 +53,7 @@ void RenderRun::connect(const MusicInput& input) {
     for (const std::string& name : input.endpoints()) sources.push_back({service.plugSource({.displayName = name})});
     connectInputs(input);
     connectOutputs();
+    heard.expect(input.packets().size());
     runTo(0);
 }
 
@@ -126,7 +127,7 @@ void RenderRun::feedClock(ClockFeed& clock, std::uint64_t until) {
 /// passes at once.
 void RenderRun::runTo(std::uint64_t time) {
     const HostTime end = VirtualRuntime::epoch + time;
-    while (runtime.pendingItems() > 0 && runtime.hostTime() + interruptionStep < end) {
+    while (runtime.hostTime() + interruptionStep < end && runtime.pendingItems() > 0) {
         endIfInterrupted();
         runtime.runUntil(runtime.hostTime() + interruptionStep);
     }

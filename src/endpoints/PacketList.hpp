@@ -2,12 +2,43 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
+#include <limits>
 #include <span>
 
 #include "platform/HostTime.hpp"
 
 namespace varnolex {
+
+/// How the numbers of a list lie in its memory. Reading and building lists is inline: most lists hold one short packet,
+/// for which a call costs as much as the work.
+namespace packetlayout {
+
+inline constexpr std::size_t countSize = sizeof(std::uint32_t);
+inline constexpr std::size_t headerSize = sizeof(HostTime) + sizeof(std::uint16_t);
+
+template <class Number>
+Number numberAt(std::span<const std::uint8_t> memory, std::size_t offset) {
+    Number number;
+    std::memcpy(&number, memory.data() + offset, sizeof number);
+    return number;
+}
+
+template <class Number>
+void putNumber(std::span<std::uint8_t> memory, std::size_t offset, Number number) {
+    std::memcpy(memory.data() + offset, &number, sizeof number);
+}
+
+constexpr std::size_t nextBoundary(std::size_t offset) { return (offset + 3) & ~std::size_t{3}; }
+
+inline bool holdsPacketAt(std::span<const std::uint8_t> memory, std::size_t offset) {
+    if (offset > memory.size() || memory.size() - offset < headerSize) return false;
+    const auto length = numberAt<std::uint16_t>(memory, offset + sizeof(HostTime));
+    return memory.size() - offset - headerSize >= length;
+}
+
+}  // namespace packetlayout
 
 /// One packet of a packet list. The bytes belong to the list and are valid as long as its memory is.
 struct Packet {
@@ -102,6 +133,53 @@ private:
     std::size_t used = 0;
     std::uint32_t packets = 0;
 };
+
+inline PacketListView::Iterator::Iterator(std::span<const std::uint8_t> listMemory, std::uint32_t count)
+    : memory(listMemory), offset(packetlayout::countSize), remaining(count) {
+    if (remaining > 0 && !packetlayout::holdsPacketAt(memory, offset)) remaining = 0;
+    if (remaining > 0) load();
+}
+
+inline PacketListView::Iterator& PacketListView::Iterator::operator++() {
+    offset = packetlayout::nextBoundary(offset + packetlayout::headerSize + packet.bytes.size());
+    remaining = packet.isLast ? 0 : remaining - 1;
+    if (remaining > 0) load();
+    return *this;
+}
+
+inline void PacketListView::Iterator::load() {
+    using namespace packetlayout;
+    const auto length = numberAt<std::uint16_t>(memory, offset + sizeof(HostTime));
+    packet.timeStamp = numberAt<HostTime>(memory, offset);
+    packet.bytes = memory.subspan(offset + headerSize, length);
+    packet.isLast = remaining == 1 || !holdsPacketAt(memory, nextBoundary(offset + headerSize + length));
+}
+
+inline std::uint32_t PacketListView::count() const {
+    return memory.size() < packetlayout::countSize ? 0 : packetlayout::numberAt<std::uint32_t>(memory, 0);
+}
+
+inline PacketListBuilder::PacketListBuilder(std::span<std::uint8_t> listBuffer) : buffer(listBuffer) { clear(); }
+
+inline bool PacketListBuilder::add(HostTime timeStamp, std::span<const std::uint8_t> bytes) {
+    using namespace packetlayout;
+    const std::size_t start = nextBoundary(used);
+    if (bytes.size() > std::numeric_limits<std::uint16_t>::max()) return false;
+    if (used == 0 || start > buffer.size() || buffer.size() - start < headerSize + bytes.size()) return false;
+    while (used < start) buffer[used++] = 0;
+    putNumber(buffer, start, timeStamp);
+    putNumber(buffer, start + sizeof(HostTime), static_cast<std::uint16_t>(bytes.size()));
+    if (!bytes.empty()) std::memcpy(buffer.data() + start + headerSize, bytes.data(), bytes.size());
+    used = start + headerSize + bytes.size();
+    putNumber(buffer, 0, ++packets);
+    return true;
+}
+
+inline void PacketListBuilder::clear() {
+    packets = 0;
+    used = buffer.size() < packetlayout::countSize ? 0 : packetlayout::countSize;
+    if (used > 0) packetlayout::putNumber(buffer, 0, packets);
+}
 
 /// The buffer in which a batch leaves: what fits in it goes out as one list.
 inline constexpr std::size_t packetListCapacity = 4096;

@@ -112,7 +112,9 @@ public:
     // Life in a graph
 
     /// The chain that runs this tool; nothing before there is one or after it has gone. Any thread.
-    std::shared_ptr<ToolChain> chain() const { return owningChain.get().lock(); }
+    std::shared_ptr<ToolChain> chain() const {
+        return owningChain.with([](const std::weak_ptr<ToolChain>& owner) { return owner.lock(); });
+    }
 
     /// Called by a chain when it is made over this tool.
     void joinChain(std::weak_ptr<ToolChain> chain) { owningChain.set(std::move(chain)); }

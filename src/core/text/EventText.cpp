@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::uint64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr std::size_t mostDecimals = 9;
+constexpr std::array<std::uint64_t, mostDecimals + 1> powersOfTen{
+    1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
 
 /// Times stay within a signed 64-bit count of nanoseconds, so that sums with a host time can't overflow.
 constexpr std::uint64_t mostSeconds =
@@ -42,14 +44,12 @@ std::string placed(std::string_view file, std::size_t line, std::string_view exp
     return text;
 }
 
-/// The part of `line` before the first tab; what is behind the tab stays in `line`, which is absent without one.
-std::string_view takeField(std::optional<std::string_view>& line) {
-    const std::size_t tab = line->find('\t');
-    const std::string_view field = line->substr(0, tab);
-    if (tab == std::string_view::npos)
-        line.reset();
-    else
-        line = line->substr(tab + 1);
+/// The part of `line` before its first tab. What is behind the tab stays in `line`, and nothing without a tab.
+std::string_view takeField(std::string_view& line, bool& hasTab) {
+    const std::size_t tab = line.find('\t');
+    const std::string_view field = line.substr(0, tab);
+    hasTab = tab != std::string_view::npos;
+    line = hasTab ? line.substr(tab + 1) : std::string_view();
     return field;
 }
 
@@ -79,21 +79,22 @@ bool EventTextReader::next(EventLine& event) {
 }
 
 void EventTextReader::read(std::string_view line, EventLine& event) {
-    std::optional<std::string_view> unread = line;
-    event.time = readTime(takeField(unread));
-    if (!unread) refuse("expected a tab and the message's bytes behind the time");
+    bool hasTab = false;
+    event.time = readTime(takeField(line, hasTab));
+    if (!hasTab) refuse("expected a tab and the message's bytes behind the time");
     if (event.time < latestTime) {
         std::string expectation = "expected a time of at least ";
         appendSeconds(expectation, latestTime);
         refuse(expectation + " (times must not run backwards)");
     }
     latestTime = event.time;
-    readBytes(takeField(unread));
+    readBytes(takeField(line, hasTab));
     event.bytes = packet;
     event.endpoint.reset();
-    if (unread && unread->find('\t') != std::string_view::npos)
-        refuse("expected the end of the line behind the endpoint's name, found a tab");
-    if (unread && !unread->empty()) event.endpoint = *unread;
+    if (!line.empty()) {
+        event.endpoint = takeField(line, hasTab);
+        if (hasTab) refuse("expected the end of the line behind the endpoint's name, found a tab");
+    }
     event.line = lineNumber;
 }
 
@@ -106,15 +107,16 @@ std::uint64_t EventTextReader::readTime(std::string_view field) const {
     }
     if (index == 0) refuse("expected a time in decimal seconds, such as 1.25");
     std::uint64_t fraction = 0;
-    std::size_t decimals = 0;
     if (index < field.size() && field[index] == '.') {
-        for (++index; index < field.size() && isDigit(field[index]); ++index, ++decimals)
-            if (decimals < mostDecimals) fraction = fraction * 10 + static_cast<std::uint64_t>(field[index] - '0');
+        const std::size_t point = index++;
+        for (; index < field.size() && isDigit(field[index]); ++index)
+            fraction = fraction * 10 + static_cast<std::uint64_t>(field[index] - '0');
+        const std::size_t decimals = index - point - 1;
         if (decimals == 0) refuse("expected a digit behind the decimal point");
         if (decimals > mostDecimals) refuse("expected at most nine decimals in the time");
+        fraction *= powersOfTen[mostDecimals - decimals];
     }
     if (index != field.size()) refuse("expected a time in decimal seconds, such as 1.25");
-    for (; decimals < mostDecimals; ++decimals) fraction *= 10;
     return seconds * nanosecondsPerSecond + fraction;
 }
 
@@ -138,12 +140,17 @@ void EventTextReader::refuse(std::string_view expectation) const {
 
 void appendEventText(std::string& out, std::uint64_t nanoseconds, std::span<const std::uint8_t> bytes,
                      std::string_view endpoint) {
-    appendSeconds(out, nanoseconds);
-    out += '\t';
-    appendHexBytes(out, bytes);
-    out += '\t';
-    appendField(out, endpoint);
-    out += '\n';
+    constexpr std::size_t tabsAndLineEnd = 3;
+    const std::size_t room = longestSeconds + 3 * bytes.size() + endpoint.size() + tabsAndLineEnd;
+    appendUpTo(out, room, [&](char* place) {
+        place = putSeconds(place, nanoseconds);
+        *place++ = '\t';
+        place = putHexBytes(place, bytes);
+        *place++ = '\t';
+        place = putField(place, endpoint);
+        *place++ = '\n';
+        return place;
+    });
 }
 
 void appendEventJSON(std::string& out, std::uint64_t nanoseconds, std::span<const std::uint8_t> bytes,

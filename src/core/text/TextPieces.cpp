@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstring>
 
 namespace varnolex {
 
@@ -20,16 +21,24 @@ void appendNumber(std::string& out, Integer number) {
     out.append(digits.data(), end.ptr);
 }
 
-/// Writes the leading `decimals` of the nine.
-void appendSeconds(std::string& out, std::uint64_t nanoseconds, std::size_t decimals) {
-    std::array<char, 40> text;
-    char* const point = std::to_chars(text.data(), text.data() + text.size(), nanoseconds / nanosecondsPerSecond).ptr;
-    *point = '.';
-    std::uint64_t fraction = nanoseconds % nanosecondsPerSecond;
-    for (std::size_t index = decimalCount; index > 0; --index, fraction /= 10)
-        point[index] = static_cast<char>('0' + fraction % 10);
-    out.append(text.data(), point + 1 + decimals);
-}
+/// "00" to "99": a division by 100 and a look-up cost less than two divisions by 10.
+constexpr std::array<char, 200> digitPairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t number = 0; number < 100; ++number) {
+        pairs[2 * number] = static_cast<char>('0' + number / 10);
+        pairs[2 * number + 1] = static_cast<char>('0' + number % 10);
+    }
+    return pairs;
+}();
+
+constexpr std::array<char, 512> hexPairs = [] {
+    std::array<char, 512> pairs{};
+    for (std::size_t byte = 0; byte < 256; ++byte) {
+        pairs[2 * byte] = hexDigits[byte >> 4];
+        pairs[2 * byte + 1] = hexDigits[byte & 0x0F];
+    }
+    return pairs;
+}();
 
 bool isContinuation(std::string_view text, std::size_t index) {
     return index < text.size() && (static_cast<std::uint8_t>(text[index]) & 0xC0) == 0x80;
@@ -84,39 +93,58 @@ void appendEscaped(std::string& out, char character) {
 
 }  // namespace
 
-void appendSeconds(std::string& out, std::uint64_t nanoseconds) { appendSeconds(out, nanoseconds, decimalCount); }
+char* putSeconds(char* place, std::uint64_t nanoseconds) {
+    constexpr std::size_t mostDigits = 20;
+    char* const point = std::to_chars(place, place + mostDigits, nanoseconds / nanosecondsPerSecond).ptr;
+    *point = '.';
+    auto fraction = static_cast<std::uint32_t>(nanoseconds % nanosecondsPerSecond);
+    point[decimalCount] = static_cast<char>('0' + fraction % 10);
+    fraction /= 10;
+    for (std::size_t pair = decimalCount - 2; pair <= decimalCount; pair -= 2, fraction /= 100)
+        std::memcpy(point + pair, &digitPairs[std::size_t{2} * (fraction % 100)], 2);
+    return point + 1 + decimalCount;
+}
+
+char* putHexBytes(char* place, std::span<const std::uint8_t> bytes) {
+    for (std::size_t index = 0; index < bytes.size(); ++index) {
+        if (index > 0) *place++ = ' ';
+        std::memcpy(place, &hexPairs[std::size_t{2} * bytes[index]], 2);
+        place += 2;
+    }
+    return place;
+}
+
+char* putField(char* place, std::string_view text) {
+    for (const char character : text)
+        *place++ = character == '\t' || character == '\n' || character == '\r' ? ' ' : character;
+    return place;
+}
+
+void appendSeconds(std::string& out, std::uint64_t nanoseconds) {
+    appendUpTo(out, longestSeconds, [&](char* place) { return putSeconds(place, nanoseconds); });
+}
 
 void appendJSONSeconds(std::string& out, std::uint64_t nanoseconds) {
-    std::size_t decimals = decimalCount;
-    for (std::uint64_t fraction = nanoseconds; decimals > 1 && fraction % 10 == 0; fraction /= 10) --decimals;
-    appendSeconds(out, nanoseconds, decimals);
+    appendSeconds(out, nanoseconds);
+    for (std::size_t decimals = decimalCount; decimals > 1 && out.back() == '0'; --decimals) out.pop_back();
 }
 
 void appendHexBytes(std::string& out, std::span<const std::uint8_t> bytes) {
-    if (bytes.empty()) return;
-    const std::size_t begin = out.size();
-    out.resize(begin + bytes.size() * 3 - 1, ' ');
-    char* place = out.data() + begin;
-    for (const std::uint8_t byte : bytes) {
-        place[0] = hexDigits[byte >> 4];
-        place[1] = hexDigits[byte & 0x0F];
-        place += 3;
-    }
+    appendUpTo(out, bytes.size() * 3, [&](char* place) { return putHexBytes(place, bytes); });
 }
 
 void appendJSONBytes(std::string& out, std::span<const std::uint8_t> bytes) {
     constexpr std::size_t longestItem = 4;
-    const std::size_t begin = out.size();
-    out.resize(begin + bytes.size() * longestItem + 2);
-    char* place = out.data() + begin;
-    *place++ = '[';
-    for (const std::uint8_t byte : bytes) {
-        place = std::to_chars(place, place + longestItem, static_cast<unsigned>(byte)).ptr;
-        *place++ = ',';
-    }
-    if (!bytes.empty()) --place;
-    *place++ = ']';
-    out.resize(static_cast<std::size_t>(place - out.data()));
+    appendUpTo(out, bytes.size() * longestItem + 2, [&](char* place) {
+        *place++ = '[';
+        for (const std::uint8_t byte : bytes) {
+            place = std::to_chars(place, place + longestItem, static_cast<unsigned>(byte)).ptr;
+            *place++ = ',';
+        }
+        if (!bytes.empty()) --place;
+        *place++ = ']';
+        return place;
+    });
 }
 
 void appendJSONString(std::string& out, std::string_view text) {
@@ -134,10 +162,7 @@ void appendJSONString(std::string& out, std::string_view text) {
 }
 
 void appendField(std::string& out, std::string_view text) {
-    const auto breaks = [](char character) { return character == '\t' || character == '\n' || character == '\r'; };
-    const std::size_t begin = out.size();
-    out += text;
-    std::replace_if(out.begin() + static_cast<std::ptrdiff_t>(begin), out.end(), breaks, ' ');
+    appendUpTo(out, text.size(), [&](char* place) { return putField(place, text); });
 }
 
 void appendInteger(std::string& out, std::int64_t number) { appendNumber(out, number); }

@@ -9,8 +9,9 @@
 
 namespace varnolex {
 
-/// Messages that wait for the end of their batch, and the lists that they leave in. Memory that it has come to need
-/// it keeps, so that it doesn't allocate in steady state.
+/// Messages that wait for the end of their batch, in the lists that they leave in: as few as hold them, of the usual
+/// size. A message that none of that size holds travels in a list of its own, or in several when it is longer than a
+/// packet can be. Memory that it has come to need it keeps, so that it doesn't allocate in steady state.
 class PendingBatch {
 public:
     /// A batch that has grown to this many bytes should leave although its end hasn't come, or it would take the memory
@@ -18,71 +19,66 @@ public:
     static constexpr std::size_t sizeLimit = std::size_t{1} << 20;
 
     PendingBatch() {
-        bytes.reserve(packetListCapacity);
-        entries.reserve(packetListCapacity / 8);
+        earlierLists.reserve(2 * packetListCapacity);
+        earlierEnds.reserve(16);
     }
+    PendingBatch(const PendingBatch&) = delete;
+    PendingBatch& operator=(const PendingBatch&) = delete;
 
-    bool isEmpty() const { return entries.empty(); }
-    bool isOverfull() const { return bytes.size() >= sizeLimit; }
+    bool isEmpty() const { return earlierEnds.empty() && list.count() == 0; }
+    bool isOverfull() const { return earlierLists.size() >= sizeLimit; }
 
     void append(std::span<const std::uint8_t> message, HostTime timeStamp) {
-        entries.push_back({bytes.size(), message.size(), timeStamp});
-        bytes.insert(bytes.end(), message.begin(), message.end());
+        if (list.add(timeStamp, message)) return;
+        finishList();
+        if (!list.add(timeStamp, message)) appendAlone(message, timeStamp);
     }
 
     void clear() {
-        bytes.clear();
-        entries.clear();
+        list.clear();
+        earlierLists.clear();
+        earlierEnds.clear();
     }
 
-    /// Hands everything to `send(PacketListView)`, in order, in as few lists as hold it. A message that no list of the
-    /// usual size holds travels in a list of its own, or in several when it is longer than a packet can be.
+    /// Hands every list to `send(PacketListView)`, in order.
     template <class Send>
-    void sendAll(Send&& send) {
-        PacketListBuilder list(listMemory);
-        for (const Entry& entry : entries) {
-            const auto message = std::span<const std::uint8_t>(bytes).subspan(entry.offset, entry.length);
-            if (list.add(entry.timeStamp, message)) continue;
-            sendIfAny(list, send);
-            list.clear();
-            if (!list.add(entry.timeStamp, message)) sendAlone(message, entry.timeStamp, send);
+    void sendAll(Send&& send) const {
+        std::size_t begin = 0;
+        for (const std::size_t end : earlierEnds) {
+            send(PacketListView(std::span(earlierLists).subspan(begin, end - begin)));
+            begin = end;
         }
-        sendIfAny(list, send);
-    }
-
-private:
-    struct Entry {
-        std::size_t offset;
-        std::size_t length;
-        HostTime timeStamp;
-    };
-
-    /// What the 16-bit length of a packet can say.
-    static constexpr std::size_t longestPacket = 65535;
-    /// The count of a list, and the time and length of its one packet.
-    static constexpr std::size_t headerLength = 4 + 8 + 2;
-
-    template <class Send>
-    static void sendIfAny(const PacketListBuilder& list, Send& send) {
         if (list.count() > 0) send(list.list());
     }
 
-    template <class Send>
-    void sendAlone(std::span<const std::uint8_t> message, HostTime timeStamp, Send& send) {
+private:
+    /// What the 16-bit length of a packet can say.
+    static constexpr std::size_t longestPacket = 65535;
+
+    void finishList() {
+        if (list.count() == 0) return;
+        const auto used = list.list().usedMemory();
+        earlierLists.insert(earlierLists.end(), used.begin(), used.end());
+        earlierEnds.push_back(earlierLists.size());
+        list.clear();
+    }
+
+    void appendAlone(std::span<const std::uint8_t> message, HostTime timeStamp) {
         while (!message.empty()) {
             const auto piece = message.first(std::min(message.size(), longestPacket));
             message = message.subspan(piece.size());
-            if (largeMemory.size() < headerLength + piece.size()) largeMemory.resize(headerLength + piece.size());
-            PacketListBuilder list(largeMemory);
-            list.add(timeStamp, piece);
-            send(list.list());
+            const std::size_t begin = earlierLists.size();
+            earlierLists.resize(begin + packetlayout::countSize + packetlayout::headerSize + piece.size());
+            PacketListBuilder(std::span(earlierLists).subspan(begin)).add(timeStamp, piece);
+            earlierEnds.push_back(earlierLists.size());
         }
     }
 
-    std::vector<std::uint8_t> bytes;
-    std::vector<Entry> entries;
-    std::array<std::uint8_t, packetListCapacity> listMemory{};
-    std::vector<std::uint8_t> largeMemory;
+    std::array<std::uint8_t, packetListCapacity> listMemory;
+    PacketListBuilder list{listMemory};
+    /// Lists that were full before the batch was, one behind the other, and where each ends.
+    std::vector<std::uint8_t> earlierLists;
+    std::vector<std::size_t> earlierEnds;
 };
 
 }  // namespace varnolex
