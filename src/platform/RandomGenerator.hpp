@@ -4,6 +4,8 @@
 #include <bit>
 #include <cstdint>
 
+#include "platform/UUID.hpp"
+
 namespace varnolex {
 
 /// A small, fast generator (xoshiro256**) whose sequence follows its seed. Not for secrets. One thread.
@@ -22,6 +24,21 @@ public:
     /// 64 random bits.
     std::uint64_t next() noexcept {
         const std::uint64_t result = std::rotl(state[1] * 5, 7) * 9;
+        advance();
+        return result;
+    }
+
+    /// A version 4 UUID, in one step.
+    UUID nextUUID() noexcept {
+        // The two scramblers of this family (xoshiro256** and ++) look at different words of the state.
+        const std::uint64_t first = std::rotl(state[1] * 5, 7) * 9;
+        const std::uint64_t second = std::rotl(state[0] + state[3], 23) + state[0];
+        advance();
+        return UUID::ofRandomBits(first, second);
+    }
+
+private:
+    void advance() noexcept {
         const std::uint64_t shifted = state[1] << 17;
         state[2] ^= state[0];
         state[3] ^= state[1];
@@ -29,10 +46,8 @@ public:
         state[0] ^= state[3];
         state[2] ^= shifted;
         state[3] = std::rotl(state[3], 45);
-        return result;
     }
 
-private:
     std::array<std::uint64_t, 4> state{};
 };
 

@@ -18,6 +18,13 @@ namespace {
 
 constexpr std::size_t mailCapacity = 4096;
 
+/// The calling thread's own, seeded at its first draw.
+RandomGenerator& threadGenerator() {
+    static thread_local constinit std::optional<RandomGenerator> generator;
+    if (!generator) generator.emplace(randomSeed());
+    return *generator;
+}
+
 class RealQueue final : public Queue {
 public:
     RealQueue(std::shared_ptr<QueueServer> servedBy, std::string queueLabel)
@@ -129,11 +136,9 @@ bool RealRuntime::postToMain(Task task) {
 
 std::uint64_t RealRuntime::lostMainTasks() const { return implementation->mail.lostLetters(); }
 
-std::uint64_t RealRuntime::randomBits() {
-    static thread_local constinit std::optional<RandomGenerator> generator;
-    if (!generator) generator.emplace(randomSeed());
-    return generator->next();
-}
+std::uint64_t RealRuntime::randomBits() { return threadGenerator().next(); }
+
+UUID RealRuntime::makeUUID() { return threadGenerator().nextUUID(); }
 
 void RealRuntime::runMain() {
     assert(isMainThread() && !implementation->isInRound);

@@ -21,6 +21,7 @@ public:
     bool postToMain(Task task) override;
     std::uint64_t lostMainTasks() const override;
     std::uint64_t randomBits() override;
+    UUID makeUUID() override;
 
     /// Runs the main queue on the calling (main) thread until `stopMain`. May be called again afterwards.
     void runMain();

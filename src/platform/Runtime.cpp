@@ -1,6 +1,5 @@
 #include "platform/Runtime.hpp"
 
-#include <atomic>
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
@@ -8,8 +7,6 @@
 namespace varnolex {
 
 namespace {
-
-std::atomic<Runtime*> installed{nullptr};
 
 __extension__ using WideProduct = unsigned __int128;
 
@@ -40,16 +37,10 @@ WorkItem Queue::after(Nanoseconds delay, Task task) {
     return at(Runtime::current().hostTime() + ticks, std::move(task));
 }
 
-Runtime& Runtime::current() {
-    Runtime* runtime = installed.load(std::memory_order_acquire);
-    if (!runtime) {
-        std::fputs("varnolex: no runtime is installed\n", stderr);
-        std::abort();
-    }
-    return *runtime;
+void Runtime::endWithoutRuntime() {
+    std::fputs("varnolex: no runtime is installed\n", stderr);
+    std::abort();
 }
-
-bool Runtime::isInstalled() { return installed.load(std::memory_order_acquire) != nullptr; }
 
 std::int64_t Runtime::randomInteger(std::int64_t low, std::int64_t high) {
     if (high <= low) return low;
@@ -66,18 +57,10 @@ std::int64_t Runtime::randomInteger(std::int64_t low, std::int64_t high) {
 
 double Runtime::randomUnit() { return static_cast<double>(randomBits() >> 11) * 0x1.0p-53; }
 
-UUID Runtime::makeUUID() {
-    constexpr std::uint64_t version4 = 0x4000;
-    constexpr std::uint64_t variant = 0x8000'0000'0000'0000;
-    UUID id;
-    id.high = (randomBits() & ~0xF000ull) | version4;
-    id.low = (randomBits() & ~(3ull << 62)) | variant;
-    return id;
-}
+RuntimeScope::RuntimeScope(Runtime& runtime)
+    : former(Runtime::installed.exchange(&runtime, std::memory_order_acq_rel)) {}
 
-RuntimeScope::RuntimeScope(Runtime& runtime) : former(installed.exchange(&runtime, std::memory_order_acq_rel)) {}
-
-RuntimeScope::~RuntimeScope() { installed.store(former, std::memory_order_release); }
+RuntimeScope::~RuntimeScope() { Runtime::installed.store(former, std::memory_order_release); }
 
 void assertMainThread() { assert(!Runtime::isInstalled() || Runtime::current().isMainThread()); }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -85,10 +86,15 @@ public:
     virtual ~Runtime() = default;
 
     /// The runtime of this process, as installed by the innermost living `RuntimeScope`. One must be installed.
-    static Runtime& current();
+    static Runtime& current() {
+        Runtime* const runtime = installed.load(std::memory_order_acquire);
+        if (!runtime) [[unlikely]]
+            endWithoutRuntime();
+        return *runtime;
+    }
 
     /// Whether a scope is open at all: for code that may run before or after a session.
-    static bool isInstalled();
+    static bool isInstalled() { return installed.load(std::memory_order_acquire) != nullptr; }
 
     /// The host clock. Any thread.
     virtual HostTime hostTime() const = 0;
@@ -121,8 +127,15 @@ public:
     /// A uniform real in [0, 1).
     double randomUnit();
 
-    /// A fresh random (version 4) UUID. Any thread, no allocation.
-    UUID makeUUID();
+    /// A fresh random (version 4) UUID, of the same sequence. Any thread, no lock, no allocation.
+    virtual UUID makeUUID() = 0;
+
+private:
+    friend class RuntimeScope;
+
+    [[noreturn]] static void endWithoutRuntime();
+
+    static inline std::atomic<Runtime*> installed{nullptr};
 };
 
 /// Makes a runtime the current one for as long as the scope lives, and the former one current again after it.

@@ -17,6 +17,13 @@ struct UUID {
 
     auto operator<=>(const UUID&) const = default;
 
+    /// The version 4 UUID made of 128 random bits.
+    static constexpr UUID ofRandomBits(std::uint64_t first, std::uint64_t second) {
+        constexpr std::uint64_t versionBits = 0xF000, version4 = 0x4000;
+        constexpr std::uint64_t variantBits = std::uint64_t{3} << 62, variant = std::uint64_t{2} << 62;
+        return {(first & ~versionBits) | version4, (second & ~variantBits) | variant};
+    }
+
     bool isNil() const { return high == 0 && low == 0; }
 
     /// Upper-case text in the 8-4-4-4-12 form.

@@ -136,6 +136,8 @@ std::uint64_t VirtualRuntime::lostMainTasks() const { return simulation->mailLos
 
 std::uint64_t VirtualRuntime::randomBits() { return simulation->random.next(); }
 
+UUID VirtualRuntime::makeUUID() { return simulation->random.nextUUID(); }
+
 void VirtualRuntime::runUntil(HostTime time) { simulation->runUntil(time); }
 
 std::size_t VirtualRuntime::pendingItems() const { return simulation->tasks.size(); }

@@ -25,6 +25,7 @@ public:
     bool postToMain(Task task) override;
     std::uint64_t lostMainTasks() const override;
     std::uint64_t randomBits() override;
+    UUID makeUUID() override;
 
     /// Runs everything that is due up to and including `time`, then sets the clock to it.
     void runUntil(HostTime time);

@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <set>
 
@@ -237,15 +239,21 @@ TYPED_TEST(EveryRuntime, drawsUniformNumbersWithinTheirBounds) {
 }
 
 TYPED_TEST(EveryRuntime, makesVersion4UUIDsThatDiffer) {
+    constexpr int draws = 1000;
     std::set<UUID> seen;
-    for (int draw = 0; draw < 1000; ++draw) {
+    std::array<int, 128> timesSet{};
+    for (int draw = 0; draw < draws; ++draw) {
         const UUID id = this->runtime().makeUUID();
+        for (std::size_t bit = 0; bit < timesSet.size(); ++bit)
+            timesSet[bit] += static_cast<int>((bit < 64 ? id.high : id.low) >> (bit % 64) & 1);
         const std::string text = id.text();
         ASSERT_EQ(text[14], '4') << text;
         ASSERT_NE(std::string("89AB").find(text[19]), std::string::npos) << text;
         ASSERT_EQ(UUID::fromText(text), id);
         ASSERT_TRUE(seen.insert(id).second);
     }
+    const auto isFree = [](int times) { return times > draws * 2 / 5 && times < draws * 3 / 5; };
+    EXPECT_EQ(std::ranges::count_if(timesSet, isFree), 122) << "each bit that the version leaves free is drawn";
 }
 
 TEST(Runtime, scopesNestAndGiveTheFormerRuntimeBack) {
