@@ -65,7 +65,7 @@ thread_local constinit bool threadHasEnded = false;
 
 }  // namespace
 
-thread_local constinit BlockPool::Stock BlockPool::stocks[BlockPool::classCount];
+thread_local constinit BlockPool::Stock BlockPool::stocks[BlockPool::classCount + 1];
 
 /// Gives a thread's stocks back when it ends.
 struct BlockPool::ThreadEnd {
