@@ -28,27 +28,61 @@ public:
 
     void read(const std::uint8_t* next, const std::uint8_t* end) {
         while (next != end) {
-            const std::uint8_t byte = *next;
-            if (byte >= 0xF8) {
-                readRealTime(byte);
-            } else if (parser.readingSysEx) {
-                if (byte < 0x80) {
-                    next = readSysExData(next, end);
-                    continue;
-                }
-                finishSysEx(byte == 0xF7);
-                if (byte != 0xF7) readStatus(byte);
-            } else if (byte < 0x80) {
-                readData(byte);
-            } else {
-                readStatus(byte);
-            }
-            ++next;
+            if (isAtRest()) next = readWholeVoices(next, end);
+            if (next != end) next = readPiece(next, end);
         }
         flushInvalid();
     }
 
 private:
+    /// Whether nothing that came before has a say in what the next bytes are, but for the running status.
+    bool isAtRest() const { return !parser.readingSysEx && pendingCount == 0 && parser.invalidBytes.empty(); }
+
+    /// The usual case at once: voice messages, each with or without a status byte of its own, with no other byte
+    /// between their bytes. Returns where they end, which may be where they began. At rest only.
+    const std::uint8_t* readWholeVoices(const std::uint8_t* next, const std::uint8_t* end) {
+        std::uint8_t running = pendingStatus;
+        while (next != end) {
+            const bool hasStatus = *next >= 0x80;
+            const std::uint8_t* const data = next + (hasStatus ? 1 : 0);
+            const std::uint8_t status = hasStatus ? *next : running;
+            if (status < 0x80 || status >= 0xF0) break;
+            if (pendingLengthOf(status) == 2) {
+                if (end - data < 2 || ((data[0] | data[1]) & 0x80) != 0) break;
+                appendVoice(status, data[0], data[1]);
+                next = data + 2;
+            } else {
+                if (data == end || data[0] >= 0x80) break;
+                appendVoice(status, data[0], 0);
+                next = data + 1;
+            }
+            running = status;
+        }
+        if (running != pendingStatus) startMessage(running);
+        return next;
+    }
+
+    void appendVoice(std::uint8_t status, std::uint8_t first, std::uint8_t second) {
+        messages.push_back(makeMessage<VoiceMessage>(timeStamp, status, first, second));
+    }
+
+    /// Reads one byte, or a run of data of a System Exclusive message, and returns where it ends.
+    const std::uint8_t* readPiece(const std::uint8_t* next, const std::uint8_t* end) {
+        const std::uint8_t byte = *next;
+        if (byte >= 0xF8) {
+            readRealTime(byte);
+        } else if (parser.readingSysEx) {
+            if (byte < 0x80) return readSysExData(next, end);
+            finishSysEx(byte == 0xF7);
+            if (byte != 0xF7) readStatus(byte);
+        } else if (byte < 0x80) {
+            readData(byte);
+        } else {
+            readStatus(byte);
+        }
+        return next + 1;
+    }
+
     void readRealTime(std::uint8_t byte) {
         const auto type = SystemRealTimeMessage::typeOf(byte);
         if (!type) return;
@@ -78,9 +112,7 @@ private:
     void readStatus(std::uint8_t byte) {
         if (byte == 0xF7) return addInvalid(byte);
         savePartial();
-        pendingCount = 0;
-        pendingStatus = byte;
-        pendingLength = pendingLengthOf(byte);
+        startMessage(byte);
         if (byte == 0xF0) {
             parser.readingSysEx = true;
             parser.startSysExTimeStamp = timeStamp;
@@ -90,6 +122,12 @@ private:
         }
     }
 
+    void startMessage(std::uint8_t status) {
+        pendingCount = 0;
+        pendingStatus = status;
+        pendingLength = pendingLengthOf(status);
+    }
+
     void readData(std::uint8_t byte) {
         if (pendingLength == 0) return addInvalid(byte);
         pendingData[pendingCount++] = byte;
@@ -97,7 +135,7 @@ private:
         flushInvalid();
         const std::uint8_t second = pendingLength == 2 ? pendingData[1] : std::uint8_t{0};
         if (pendingStatus < 0xF0)
-            messages.push_back(makeMessage<VoiceMessage>(timeStamp, pendingStatus, pendingData[0], second));
+            appendVoice(pendingStatus, pendingData[0], second);
         else
             appendSystemCommon();
         pendingCount = 0;

@@ -24,6 +24,11 @@ struct ParserCase {
 
 const std::vector<ParserCase> parserCases{
     {"running status", {"90 3C 64 3D 65"}, {"voice 90 3C 64", "voice 90 3D 65"}},
+    {"running status outlives real time", {"90 3C 64 F8 3D 65"}, {"voice 90 3C 64", "realtime F8", "voice 90 3D 65"}},
+    {"running status ends with the run", {"90 3C 64", "3D 65"}, {"voice 90 3C 64", "invalid 3D 65"}},
+    {"an interrupted message leaves the new running status",
+     {"90 3C B0 07 64 0A 40"},
+     {"invalid 90 3C", "voice B0 07 64", "voice B0 0A 40"}},
     {"one data byte", {"C0 05 06 D3 07"}, {"voice C0 05 00", "voice C0 06 00", "voice D3 07 00"}},
     {"a run's end loses a partial message", {"90 3C", "64"}, {"invalid 64"}},
     {"a status byte at the end vanishes", {"90"}, {}},

@@ -3,10 +3,15 @@
 namespace varnolex {
 
 void Message::end() const noexcept {
-    const BlockPool::SizeClass ownClass = sizeClass;
     auto* const block = const_cast<Message*>(this);
-    block->~Message();
-    BlockPool::release(block, ownClass);
+    if (holdsOthers) [[unlikely]]
+        return block->endWithHolds();
+    BlockPool::release(block, sizeClass);
+}
+
+void Message::endWithHolds() noexcept {
+    endHolds();
+    BlockPool::release(this, sizeClass);
 }
 
 }  // namespace varnolex

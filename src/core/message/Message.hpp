@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <new>
 #include <optional>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -56,6 +58,19 @@ public:
     /// Only before the message is handed on. The pipe's name must be there.
     void setRouteInfo(PipeRouteInfo info) { route = info; }
 
+    /// A new message of a class with `room` bytes of pooled memory behind the object, from the arguments of its
+    /// constructor.
+    template <class Subclass, class... Arguments>
+    static Reference<Subclass> make(std::size_t room, Arguments&&... arguments) {
+        const std::size_t size = sizeof(Subclass) + room;
+        const BlockPool::SizeClass sizeClass = BlockPool::classOf(size);
+        auto* const made = new (BlockPool::allocate(sizeClass, size)) Subclass(std::forward<Arguments>(arguments)...);
+        Message& message = *made;
+        message.sizeClass = sizeClass;
+        message.holdsOthers = !std::is_trivially_destructible_v<Subclass>;
+        return Reference<Subclass>::adopt(made);
+    }
+
     void retain() const noexcept { references.retain(); }
     void release() const noexcept {
         if (references.release()) end();
@@ -79,16 +94,18 @@ protected:
           originatingEndpointName(endpoint),
           statusByte(status),
           timeStampWasZeroWhenReceived(time == 0),
-          sizeClass(0) {}
-    virtual ~Message() = default;
+          sizeClass(0),
+          holdsOthers(false) {}
 
-    template <class Subclass, class... Arguments>
-    friend Reference<Subclass> makeMessage(Arguments&&... arguments);
-    template <class Subclass, class... Arguments>
-    friend Reference<Subclass> makeMessageWithRoom(std::size_t room, Arguments&&... arguments);
+    /// Ends what the message holds, in the classes that have a destructor to speak of.
+    virtual void endHolds() noexcept { assert(false && "whoever holds others says how that ends"); }
+
+    // Most messages hold nothing that needs an end, so that ending them is no more than giving back their memory.
+    ~Message() = default;
 
 private:
     void end() const noexcept;
+    void endWithHolds() noexcept;
 
     PipeRouteInfo route;
     mutable ReferenceCount references;
@@ -101,26 +118,17 @@ public:
     const bool timeStampWasZeroWhenReceived : 1;
 
 private:
-    BlockPool::SizeClass sizeClass : 7;
+    BlockPool::SizeClass sizeClass : 6;
+    bool holdsOthers : 1;
 };
 
 using MessageRef = Reference<Message>;
 using MessageList = std::vector<MessageRef>;
 
-/// A new message with `room` bytes of pooled memory behind the object.
-template <class Subclass, class... Arguments>
-Reference<Subclass> makeMessageWithRoom(std::size_t room, Arguments&&... arguments) {
-    const std::size_t size = sizeof(Subclass) + room;
-    const BlockPool::SizeClass sizeClass = BlockPool::classOf(size);
-    auto* const message = new (BlockPool::allocate(sizeClass, size)) Subclass(std::forward<Arguments>(arguments)...);
-    static_cast<Message*>(message)->sizeClass = sizeClass;
-    return Reference<Subclass>::adopt(message);
-}
-
 /// A new message of a class, from the arguments of its constructor.
 template <class Subclass, class... Arguments>
 Reference<Subclass> makeMessage(Arguments&&... arguments) {
-    return makeMessageWithRoom<Subclass>(0, std::forward<Arguments>(arguments)...);
+    return Message::make<Subclass>(0, std::forward<Arguments>(arguments)...);
 }
 
 }  // namespace varnolex

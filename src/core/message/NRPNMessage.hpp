@@ -42,6 +42,8 @@ public:
     const bool isRPN;
 
 private:
+    void endHolds() noexcept override { raw.fill(nullptr); }
+
     std::size_t rawCount;
     std::array<VoiceRef, 4> raw;
 };

@@ -6,7 +6,7 @@ namespace varnolex {
 
 Reference<SystemExclusiveMessage> SystemExclusiveMessage::make(HostTime time, std::span<const std::uint8_t> content,
                                                                bool withEOX, SharedName endpoint) {
-    auto message = makeMessageWithRoom<SystemExclusiveMessage>(content.size(), time, content.size(), withEOX, endpoint);
+    auto message = Message::make<SystemExclusiveMessage>(content.size(), time, content.size(), withEOX, endpoint);
     std::copy(content.begin(), content.end(), reinterpret_cast<std::uint8_t*>(message.get() + 1));
     return message;
 }
