@@ -27,6 +27,8 @@ endif()
 
 set(VARNOLEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 if(VARNOLEX_SANITIZE)
+    # Optimising would take longer than it saves in the runs, and readable reports need no more than line numbers.
+    set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O0 -g1")
     add_compile_options(-fsanitize=${VARNOLEX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     # What the sanitizers put between the statements makes the compiler see faults that aren't there; the plain builds
     # compile the same sources with every warning an error.
