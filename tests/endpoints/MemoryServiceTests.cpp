@@ -96,12 +96,12 @@ TEST_F(MemoryServiceTest, AListThatFloodsThisProcessIsLostAndCountedInsteadOfFil
     MIDIEndpointRef ownSource = 0;
     service.MIDISourceCreate(client, "Flood", ownSource);
     service.MIDIPortConnectSource(makeListeningPort(), ownSource, 0);
-    for (std::size_t sent = 0; sent < MemoryRouting::listsUnderWayLimit; ++sent)
+    for (std::size_t sent = 0; sent < EndpointRouting::listsUnderWayLimit; ++sent)
         ASSERT_EQ(service.MIDIReceived(ownSource, OwnedList{{0, {1}}}), midiSuccess);
     EXPECT_EQ(service.MIDIReceived(ownSource, OwnedList{{0, {2}}}), midiQueueFull);
     EXPECT_EQ(service.lostLists(), 1u);
     runtime.settle();
-    EXPECT_EQ(heard.size(), MemoryRouting::listsUnderWayLimit);
+    EXPECT_EQ(heard.size(), EndpointRouting::listsUnderWayLimit);
     EXPECT_EQ(service.MIDIReceived(ownSource, OwnedList{{0, {3}}}), midiSuccess);
 }
 

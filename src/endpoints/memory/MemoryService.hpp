@@ -1,35 +1,24 @@
 #pragma once
 
 #include <array>
-#include <map>
-#include <memory>
+#include <functional>
 #include <string>
-#include <vector>
 
-#include "endpoints/MIDIService.hpp"
-#include "endpoints/memory/MemoryRouting.hpp"
+#include "endpoints/EndpointTable.hpp"
 #include "platform/concurrency/Guarded.hpp"
 #include "platform/concurrency/LiveValue.hpp"
 
 namespace varnolex {
 
-/// What another application's endpoint tells about itself. An empty string is a property that it hasn't got.
-struct MIDIEndpointDescription {
-    std::string displayName{};
-    /// 0 takes the one that belongs to the name, or the next free one.
-    std::int32_t uniqueID = 0;
-    std::string manufacturer{};
-    std::string model{};
-    std::string driverOwner{};
-};
+/// Another application that hears an endpoint: called with each list, on the thread that sends it.
+using MIDIListener = std::function<void(const PacketListView&)>;
 
 /// A MIDI service that lives inside the process: for tests, for `render`, and for a machine without any other. It
 /// also lets its owner play the other applications. References are never given twice.
 ///
 /// Threads: as the contract says. Playing the others belongs to the main thread too, except `send` and
-/// `sendToVirtualDestination`, which run the read blocks on the calling thread: any thread, one at a time for each
-/// port or virtual destination that hears it.
-class MemoryService final : public MIDIService {
+/// `sendToVirtualDestination`, which run the read blocks on the calling thread: any thread.
+class MemoryService final : public EndpointTable {
 public:
     /// The operations that can be made to fail.
     enum class Operation : std::uint8_t {
@@ -52,10 +41,6 @@ public:
         MIDIReceived,
         count,
     };
-
-    /// A `Runtime` must be installed.
-    MemoryService();
-    ~MemoryService() override;
 
     // The other applications' side.
 
@@ -81,26 +66,20 @@ public:
     /// `MIDIGetDestination` they give a reference of 0. Any thread.
     void failNext(Operation operation, MIDIStatus status, std::size_t times = 1);
     /// Tells every client that something happened, any number being allowed.
-    void notify(MIDINotificationID message);
-
-    /// How many lists for this process itself were lost because too many were under way. Any thread.
-    std::uint64_t lostLists() const { return routing->lostLists(); }
+    using EndpointTable::notify;
 
     // The contract.
 
     std::string_view backendName() const override { return "memory"; }
     MIDIStatus MIDIClientCreateWithBlock(const std::string& name, MIDINotifyBlock notifyBlock,
                                          MIDIClientRef& client) override;
-    std::size_t MIDIGetNumberOfSources() override { return sources.size(); }
     MIDIEndpointRef MIDIGetSource(std::size_t index) override;
-    std::size_t MIDIGetNumberOfDestinations() override { return destinations.size(); }
     MIDIEndpointRef MIDIGetDestination(std::size_t index) override;
     MIDIStatus MIDIObjectGetIntegerProperty(MIDIObjectRef object, MIDIProperty property, std::int32_t& value) override;
     MIDIStatus MIDIObjectGetStringProperty(MIDIObjectRef object, MIDIProperty property, std::string& value) override;
     MIDIStatus MIDIObjectSetIntegerProperty(MIDIObjectRef object, MIDIProperty property, std::int32_t value) override;
     MIDIStatus MIDIObjectSetStringProperty(MIDIObjectRef object, MIDIProperty property,
                                            const std::string& value) override;
-    MIDIStatus MIDIObjectFindByUniqueID(std::int32_t uniqueID, MIDIObjectRef& object) override;
     MIDIStatus MIDIInputPortCreateWithBlock(MIDIClientRef client, const std::string& name, MIDIReadBlock read,
                                             MIDIPortRef& port) override;
     MIDIStatus MIDIPortConnectSource(MIDIPortRef port, MIDIEndpointRef source, std::uintptr_t connection) override;
@@ -115,46 +94,16 @@ public:
     MIDIStatus MIDIReceived(MIDIEndpointRef source, const PacketListView& list) override;
 
 private:
-    struct Connection {
-        MIDIPortRef port = 0;
-        std::uintptr_t connection = 0;
-    };
-    struct Endpoint {
-        MIDIEndpointDescription description{};
-        bool isSource = false;
-        bool isVirtual = false;
-        /// Of a virtual destination.
-        std::shared_ptr<const MIDIReadBlock> read{};
-        /// Of a source, in the order in which they were made.
-        std::vector<Connection> connections{};
-        std::vector<std::shared_ptr<const MIDIListener>> listeners{};
-    };
     struct Failure {
         std::size_t times = 0;
         MIDIStatus status = midiSuccess;
     };
     using Failures = std::array<Failure, static_cast<std::size_t>(Operation::count)>;
-    using Clients = std::map<MIDIClientRef, MIDINotifyBlock>;
 
     /// The status that the operation was told to fail with, or success.
     MIDIStatus injected(Operation operation);
-    Endpoint* find(MIDIEndpointRef endpoint, bool isVirtual);
-    MIDIEndpointRef addEndpoint(Endpoint endpoint);
-    void removeEndpoint(MIDIEndpointRef endpoint);
-    MIDIStatus addListener(Endpoint* endpoint, MIDIListener listener);
-    std::int32_t freeUniqueID(const std::string& name) const;
-    bool isTaken(std::int32_t uniqueID) const;
-    /// Replaces what sending reads by what the lists below say now.
-    void publish();
+    MIDIStatus addListener(const Endpoint* endpoint, MIDIEndpointRef reference, MIDIListener listener);
 
-    MIDIObjectRef lastReference = 0;
-    std::shared_ptr<Clients> clients = std::make_shared<Clients>();
-    std::map<MIDIPortRef, std::shared_ptr<const MIDIReadBlock>> inputPorts;
-    std::vector<MIDIPortRef> outputPorts;
-    std::map<MIDIEndpointRef, Endpoint> endpoints;
-    std::vector<MIDIEndpointRef> sources;
-    std::vector<MIDIEndpointRef> destinations;
-    std::shared_ptr<MemoryRouting> routing = std::make_shared<MemoryRouting>();
     Guarded<Failures> failures;
     SharedValue<bool> mayFail{false};
 };
