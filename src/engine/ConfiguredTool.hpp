@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <optional>
 #include <type_traits>
 
 #include "engine/PipeTool.hpp"
@@ -78,6 +80,12 @@ protected:
     /// Any thread: the settings as last published.
     RealTime current() const { return snapshot.read(); }
 
+    /// Any thread: one of them alone, of a word at most.
+    template <class Field>
+    Field current(Field RealTime::*field) const {
+        return snapshot.read(field);
+    }
+
     const Lives& live() const { return lives; }
 
     /// Everything that a change of settings sets off, called once per change on the main thread, after the new
@@ -129,14 +137,17 @@ private:
 
 /// A live value as it stands, else the stored one, rounded to the nearest integer (halves away from zero) without
 /// limits of its own. A live value that isn't finite counts as not set; one beyond any use is limited.
-inline int roundedLive(const LiveValue& live, std::int64_t stored) {
-    const double value = live.get().value_or(static_cast<double>(stored));
-    const double usable = std::isfinite(value) ? value : static_cast<double>(stored);
-    return clampedInt(-1'000'000, 1'000'000, usable);
+inline int roundedLive(const LiveValue& live, int stored) {
+    if (!live.isSet()) [[likely]]
+        return stored;
+    const double value = live.get().value_or(stored);
+    return clampedInt(-1'000'000, 1'000'000, std::isfinite(value) ? value : stored);
 }
 
 /// A live value as it stands, else the stored one, rounded and limited to [low, high].
 inline int clampedLive(int low, int high, const LiveValue& live, std::int64_t stored) {
+    if (!live.isSet()) [[likely]]
+        return static_cast<int>(std::clamp<std::int64_t>(stored, low, high));
     return clampedInt(low, high, live.get().value_or(static_cast<double>(stored)));
 }
 

@@ -14,7 +14,8 @@ class WalkState {
 public:
     /// Under the walk's lock.
     State& inWalk() {
-        if (stale.get() && stale.exchange(false)) held = State{};
+        if (stale.get()) [[unlikely]]
+            clear();
         return held;
     }
 
@@ -22,6 +23,10 @@ public:
     void forget() { stale.set(true); }
 
 private:
+    [[gnu::noinline]] void clear() {
+        if (stale.exchange(false)) held = State{};
+    }
+
     State held{};
     SharedValue<bool> stale{false};
 };

@@ -15,6 +15,8 @@ public:
         bits.store(value ? canonical(*value) : none, std::memory_order_relaxed);
     }
 
+    bool isSet() const noexcept { return bits.load(std::memory_order_relaxed) != none; }
+
     std::optional<double> get() const noexcept {
         const std::uint64_t held = bits.load(std::memory_order_relaxed);
         if (held == none) return std::nullopt;

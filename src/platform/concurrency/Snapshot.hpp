@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+#include <utility>
 
 namespace varnolex {
 
@@ -21,44 +24,81 @@ public:
 
     /// Editing thread only.
     void publish(const Value& value) noexcept {
-        Words words{};
+        std::array<std::uint64_t, wordCount> words{};
         std::memcpy(words.data(), &value, sizeof(Value));
         const std::uint64_t version = published.load(std::memory_order_relaxed) + 1;
-        Slot& slot = slots[version % slots.size()];
-        slot.version.store(0, std::memory_order_relaxed);
+        Slot& slot = slots[version % slotCount];
         for (std::size_t index = 0; index < wordCount; ++index)
-            slot.words[index].store(words[index], std::memory_order_release);
-        slot.version.store(version, std::memory_order_release);
+            slot[index].store(words[index], std::memory_order_release);
         published.store(version, std::memory_order_release);
     }
 
     /// Any thread.
     Value read() const noexcept {
-        Words words;
+        Value value;
+        if constexpr (wordCount == 1) {
+            copyWord(slots[0], 0, value);
+            return value;
+        }
         for (;;) {
             const std::uint64_t version = published.load(std::memory_order_acquire);
-            const Slot& slot = slots[version % slots.size()];
-            const std::uint64_t before = slot.version.load(std::memory_order_acquire);
-            for (std::size_t index = 0; index < wordCount; ++index)
-                words[index] = slot.words[index].load(std::memory_order_acquire);
-            const std::uint64_t after = slot.version.load(std::memory_order_relaxed);
-            if (before == version && after == version) break;
+            copy(slots[version % slotCount], value);
+            if (wasWhole(version)) return value;
         }
+    }
+
+    /// One field alone, of at most a word, for whoever needs no more. Any thread.
+    template <class Field>
+    Field read(Field Value::*field) const noexcept {
+        static_assert(sizeof(Field) <= wordSize && alignof(Field) <= wordSize);
         Value value;
-        std::memcpy(static_cast<void*>(&value), words.data(), sizeof(Value));
-        return value;
+        const auto* const place = reinterpret_cast<const std::byte*>(&(value.*field));
+        const auto offset = static_cast<std::size_t>(place - reinterpret_cast<const std::byte*>(&value));
+        for (;;) {
+            const std::uint64_t version = published.load(std::memory_order_acquire);
+            const Slot& slot = slots[version % slotCount];
+            copyWord(slot, offset / wordSize, value);
+            if ((offset + sizeof(Field) - 1) / wordSize != offset / wordSize)
+                copyWord(slot, offset / wordSize + 1, value);
+            if (wasWhole(version)) return value.*field;
+        }
     }
 
 private:
-    static constexpr std::size_t wordCount = (sizeof(Value) + 7) / 8;
-    using Words = std::array<std::uint64_t, wordCount>;
+    static constexpr std::size_t wordSize = sizeof(std::uint64_t);
+    static constexpr std::size_t wordCount = (sizeof(Value) + wordSize - 1) / wordSize;
+    /// A single word is always whole.
+    static constexpr std::size_t slotCount = wordCount == 1 ? 1 : 4;
+    using Slot = std::array<std::atomic<std::uint64_t>, wordCount>;
 
-    struct Slot {
-        std::atomic<std::uint64_t> version{0};
-        std::array<std::atomic<std::uint64_t>, wordCount> words{};
-    };
+    /// Word by word to where it stays: gathered in an array first, and copied on in larger pieces, the words would have
+    /// to reach the cache before they could be read again.
+    static void copy(const Slot& slot, Value& value) noexcept {
+        if constexpr (wordCount <= 8) {
+            copyWords(slot, value, std::make_index_sequence<wordCount>());
+        } else {
+            for (std::size_t index = 0; index < wordCount; ++index) copyWord(slot, index, value);
+        }
+    }
 
-    std::array<Slot, 4> slots{};
+    template <std::size_t... indices>
+    static void copyWords(const Slot& slot, Value& value, std::index_sequence<indices...>) noexcept {
+        (copyWord(slot, indices, value), ...);
+    }
+
+    /// Whether what was read of a version's slot is of that version. The slot is written anew only behind the
+    /// publication of all others, and whoever has read a new word of it sees that publication too.
+    bool wasWhole(std::uint64_t version) const noexcept {
+        return published.load(std::memory_order_relaxed) - version < slotCount - 1;
+    }
+
+    static void copyWord(const Slot& slot, std::size_t index, Value& value) noexcept {
+        const std::uint64_t word = slot[index].load(std::memory_order_acquire);
+        const std::size_t offset = index * wordSize;
+        std::memcpy(reinterpret_cast<std::byte*>(&value) + offset, &word, std::min(wordSize, sizeof(Value) - offset));
+    }
+
+    std::array<Slot, slotCount> slots{};
     std::atomic<std::uint64_t> published{0};
 };
 

@@ -13,6 +13,7 @@ namespace varnolex {
 TEST(Snapshot, readersSeeWholeRecordsThatNeverGoBack) {
     struct Record {
         std::array<std::uint32_t, 33> numbers{};
+        std::uint32_t round = 0;
     };
     Snapshot<Record> snapshot;
     std::atomic<bool> isOver{false};
@@ -22,13 +23,16 @@ TEST(Snapshot, readersSeeWholeRecordsThatNeverGoBack) {
             const Record record = snapshot.read();
             for (const std::uint32_t number : record.numbers) ASSERT_EQ(number, record.numbers[0]);
             ASSERT_GE(record.numbers[0], last);
-            last = record.numbers[0];
+            ASSERT_EQ(record.numbers[0], record.round);
+            last = snapshot.read(&Record::round);
+            ASSERT_GE(last, record.round);
         } while (!isOver);
     };
     std::thread first(readAll), second(readAll);
     for (std::uint32_t round = 1; round <= 20'000; ++round) {
         Record record;
         record.numbers.fill(round);
+        record.round = round;
         snapshot.publish(record);
     }
     isOver = true;
