@@ -64,6 +64,12 @@ public:
     ShortMessage(std::uint8_t status, std::uint8_t data1) : held{status, data1, 0}, count(2) {}
     ShortMessage(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) : held{status, data1, data2}, count(3) {}
 
+    /// A message of one to three bytes, with another status.
+    ShortMessage(std::uint8_t status, const ChainMessage& like)
+        : held{status, like.length > 1 ? like.bytes[1] : std::uint8_t{0},
+               like.length > 2 ? like.bytes[2] : std::uint8_t{0}},
+          count(like.length) {}
+
     static ShortMessage noteOff(std::uint8_t channel, std::uint8_t note, std::uint8_t velocity = 0) {
         return {static_cast<std::uint8_t>(0x80 | channel), note, velocity};
     }

@@ -15,7 +15,13 @@ namespace varnolex {
 namespace {
 
 struct LFOSettings {
-    /// Reduced to what makes a difference, and small, since every message that passes reads it.
+    /// What every message that passes reads.
+    struct Passing {
+        bool syncToMidiClock;
+        bool triggeredMode;
+    };
+
+    /// Reduced to what makes a difference.
     struct Reduced {
         double rateHz;
         double phaseOffset;
@@ -24,8 +30,7 @@ struct LFOSettings {
         std::uint8_t depthMin;
         std::uint8_t depthMax;
         std::uint8_t targetCC;
-        bool syncToMidiClock;
-        bool triggeredMode;
+        Passing passing;
     };
 
     /// A `Waveform`; any other number rests in the middle.
@@ -49,7 +54,7 @@ struct LFOSettings {
         // Far beyond any piece of music, and short of an overflow.
         const auto quarters = static_cast<std::int32_t>(std::clamp<std::int64_t>(clockDivision, 1, 1'000'000));
         const auto wave = static_cast<std::uint8_t>(waveform < 0 || waveform > 255 ? 255 : waveform);
-        return {rateHz, phaseOffset, quarters, wave, depthMin, depthMax, targetCC, syncToMidiClock, triggeredMode};
+        return {rateHz, phaseOffset, quarters, wave, depthMin, depthMax, targetCC, {syncToMidiClock, triggeredMode}};
     }
 };
 
@@ -106,10 +111,11 @@ public:
           timerQueue(Runtime::current().makeQueue("com.varnolex.lfo", QueuePriority::timing)) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const LFOSettings::Reduced now = current();
         lastTimeStamp = message.timeStamp;
-        if (message.isClockTick()) return countTick(message, now, chain);
-        if (!now.syncToMidiClock && !timer) startTimer();
+        if (message.isClockTick()) return countTick(message, chain);
+        const LFOSettings::Passing now = current(&LFOSettings::Reduced::passing);
+        if (!now.syncToMidiClock && !timer) [[unlikely]]
+            startTimer();
         if (!message.isEmptyCarrier()) listen(message, now);
         chain.forward(message);
     }
@@ -152,13 +158,14 @@ private:
     }
 
     void runTimerIfWanted() {
-        if (!isEnabled() || current().syncToMidiClock)
+        if (!isEnabled() || current(&LFOSettings::Reduced::passing).syncToMidiClock)
             timer.reset();
         else if (isWired && !timer)
             startTimer();
     }
 
-    void startTimer() {
+    // Kept out of the way of the messages that only pass.
+    [[gnu::noinline]] void startTimer() {
         // Whatever has brought a message here serves as a chain.
         isWired = true;
         timer = timerQueue->repeating(0, Nanoseconds(ticksPerSecond / tickHz), [self = weak_from_this()] {
@@ -171,7 +178,7 @@ private:
         if (!owner) return;
         owner->enter([&] {
             const LFOSettings::Reduced now = current();
-            if (!timer || !isEnabled() || now.syncToMidiClock) return;
+            if (!timer || !isEnabled() || now.passing.syncToMidiClock) return;
             phase += effectiveRate(now) / tickHz;
             if (phase >= 1) {
                 phase -= 1;
@@ -181,8 +188,9 @@ private:
         });
     }
 
-    void countTick(const ChainMessage& tick, const LFOSettings::Reduced& now, ToolChain& chain) {
-        if (!now.syncToMidiClock) return chain.forward(tick.dropped());
+    [[gnu::noinline]] void countTick(const ChainMessage& tick, ToolChain& chain) {
+        const LFOSettings::Reduced now = current();
+        if (!now.passing.syncToMidiClock) return chain.forward(tick.dropped());
         const std::int64_t cycle = now.clockDivision * ticksPerQuarter;
         ++clockTickCount;
         phase = static_cast<double>(clockTickCount % cycle) / static_cast<double>(cycle);
@@ -191,7 +199,7 @@ private:
         chain.forward(tick);
     }
 
-    void listen(const ChainMessage& message, const LFOSettings::Reduced& now) {
+    void listen(const ChainMessage& message, LFOSettings::Passing now) {
         const std::uint8_t voice = message.kind();
         if (voice == 0x80 || voice == 0x90 || voice == 0xB0) lastChannel = message.channel();
         if (!now.triggeredMode || !message.isNoteOn()) return;

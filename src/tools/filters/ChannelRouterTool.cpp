@@ -23,11 +23,10 @@ ChannelRouterTool::ChannelRouterTool() : ConfiguredTool(channelRouterDefinition)
 
 void ChannelRouterTool::process(const ChainMessage& message, ToolChain& chain) {
     if (!isOnChannel(message)) return chain.forward(message);
-    std::array<std::uint8_t, 3> moved{};
-    std::copy_n(message.bytes, message.length, moved.begin());
     // A record may hold numbers that are no channels.
-    moved[0] = message.kind() | (current().channelMap[message.channel()] & 0x0F);
-    chain.forward(message.carrying(std::span<const std::uint8_t>(moved).first(message.length)));
+    const int channel = current().channelMap[message.channel()] & 0x0F;
+    const ShortMessage moved(static_cast<std::uint8_t>(message.kind() | channel), message);
+    chain.forward(message.carrying(moved));
 }
 
 void ChannelRouterTool::setChannel(int from, int to) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <bitset>
 #include <cstdint>
 #include <optional>
 
@@ -9,36 +8,36 @@ namespace varnolex {
 
 constexpr bool isNote(int number) { return number >= 0 && number <= 127; }
 
-/// What a tool remembers of each sounding note, by the note's key (note + 128 x channel). Of fixed size, so that
-/// remembering and forgetting never allocate.
-template <class Value>
+/// A channel, 0 to 15, and a note on it.
+struct NotePlace {
+    std::uint8_t channel;
+    std::uint8_t note;
+};
+
+/// Where a tool sent each sounding note, by the key with which the note came (note + 128 x channel). Of fixed size, so
+/// that remembering and forgetting never allocate.
 class NoteMap {
 public:
-    static constexpr std::size_t keyCount = 16 * 128;
+    NoteMap() { places.fill(nowhere); }
 
-    void put(std::uint16_t key, Value value) {
-        values[key] = value;
-        held.set(key);
+    void put(std::uint16_t key, NotePlace place) {
+        places[key] = static_cast<std::uint16_t>(place.channel << 8 | place.note);
     }
 
-    bool contains(std::uint16_t key) const { return held.test(key); }
-
-    std::optional<Value> get(std::uint16_t key) const {
-        if (!held.test(key)) return std::nullopt;
-        return values[key];
+    std::optional<NotePlace> take(std::uint16_t key) {
+        const std::uint16_t place = places[key];
+        if (place == nowhere) return std::nullopt;
+        places[key] = nowhere;
+        return NotePlace{static_cast<std::uint8_t>(place >> 8), static_cast<std::uint8_t>(place)};
     }
-
-    std::optional<Value> take(std::uint16_t key) {
-        const std::optional<Value> value = get(key);
-        held.reset(key);
-        return value;
-    }
-
-    std::size_t size() const { return held.count(); }
 
 private:
-    std::array<Value, keyCount> values{};
-    std::bitset<keyCount> held;
+    static constexpr std::size_t keyCount = 16 * 128;
+    /// No channel has this number.
+    static constexpr std::uint16_t nowhere = 0xFFFF;
+
+    /// Each place in one piece, so that it can be read again while it is still on its way to the cache.
+    std::array<std::uint16_t, keyCount> places;
 };
 
 }  // namespace varnolex

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "engine/ConfiguredTool.hpp"
@@ -13,6 +14,17 @@ namespace varnolex {
 namespace {
 
 struct SplitSettings {
+    /// Reduced to what makes a difference, and small, since every message that passes reads it.
+    struct Reduced {
+        bool isHigh;
+        std::uint8_t splitKey;
+        std::uint8_t outputChannel;
+        bool fromChannelOnly;
+        std::uint8_t fromChannel;
+        bool transposeMoved;
+        std::int8_t transposeSteps;
+    };
+
     /// Whether the notes from the split key upwards are moved, else those below it.
     bool isHigh = false;
     std::uint8_t splitKey = 60;
@@ -24,6 +36,11 @@ struct SplitSettings {
     bool transposeMoved = false;
     /// In semitones.
     std::int64_t transposeSteps = 0;
+
+    Reduced realTime() const {
+        const auto steps = static_cast<std::int8_t>(std::clamp<std::int64_t>(transposeSteps, -127, 127));
+        return {isHigh, splitKey, outputChannel, fromChannelOnly, fromChannel, transposeMoved, steps};
+    }
 
     static SplitSettings fresh() {
         SplitSettings settings;
@@ -60,7 +77,7 @@ public:
     SplitTool() : ConfiguredTool(splitDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const SplitSettings now = current();
+        const SplitSettings::Reduced now = current();
         if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
             return chain.forward(message);
         if (message.isNoteOn()) return begin(message, now, chain);
@@ -70,13 +87,8 @@ public:
     }
 
 private:
-    struct Place {
-        std::uint8_t channel;
-        std::uint8_t note;
-    };
-
-    void begin(const ChainMessage& message, const SplitSettings& now, ToolChain& chain) {
-        Place place{message.channel(), message.data1()};
+    void begin(const ChainMessage& message, SplitSettings::Reduced now, ToolChain& chain) {
+        NotePlace place{message.channel(), message.data1()};
         if (isMoved(message.data1(), now)) {
             const int note = movedNote(message.data1(), now);
             if (!isNote(note)) return chain.forward(message.dropped());
@@ -87,23 +99,23 @@ private:
         forwardAs(place, message, chain);
     }
 
-    bool isMoved(int note, const SplitSettings& now) const {
+    bool isMoved(int note, SplitSettings::Reduced now) const {
         return now.isHigh == (note >= clampedLive(0, 127, live().splitKey, now.splitKey));
     }
 
-    int movedNote(int note, const SplitSettings& now) const {
+    int movedNote(int note, SplitSettings::Reduced now) const {
         if (!now.transposeMoved) return note;
         return note + clampedLive(-127, 127, live().transposeSteps, now.transposeSteps);
     }
 
-    static void forwardAs(Place place, const ChainMessage& message, ToolChain& chain) {
+    static void forwardAs(NotePlace place, const ChainMessage& message, ToolChain& chain) {
         const auto status = static_cast<std::uint8_t>(message.kind() | place.channel);
         const ShortMessage moved(status, place.note, message.data2());
         chain.forward(message.carrying(moved));
     }
 
     /// Where each sounding key went.
-    WalkState<NoteMap<Place>> soundingNotes;
+    WalkState<NoteMap> soundingNotes;
 };
 
 }  // namespace

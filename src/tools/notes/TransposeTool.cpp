@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "engine/ConfiguredTool.hpp"
@@ -12,11 +13,26 @@
 namespace varnolex {
 namespace {
 
+/// Beyond any note, and short of an overflow.
+constexpr std::int64_t furthestShift = 1'000'000;
+
 struct TransposeSettings {
+    /// Reduced to what makes a difference, and small, since every message that passes reads it.
+    struct Reduced {
+        std::int32_t semitones;
+        bool fromChannelOnly;
+        std::uint8_t fromChannel;
+    };
+
     std::int64_t semitones = 0;
     bool fromChannelOnly = false;
     /// 0 to 15.
     std::uint8_t fromChannel = 0;
+
+    Reduced realTime() const {
+        const auto shift = std::clamp(semitones, -furthestShift, furthestShift);
+        return {static_cast<std::int32_t>(shift), fromChannelOnly, fromChannel};
+    }
 };
 
 struct TransposeLives {
@@ -36,30 +52,30 @@ public:
     TransposeTool() : ConfiguredTool(transposeDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const TransposeSettings now = current();
+        const TransposeSettings::Reduced now = current();
         if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
             return chain.forward(message);
 
-        const int shifted = message.data1() + roundedLive(live().semitones, now.semitones);
-        NoteMap<std::uint8_t>& sounding = soundingNotes.inWalk();
-        if (message.isNoteOn()) {
-            if (!isNote(shifted)) return chain.forward(message.dropped());
-            sounding.put(message.noteKey(), static_cast<std::uint8_t>(shifted));
-            return forwardAs(shifted, message, chain);
+        NoteMap& sounding = soundingNotes.inWalk();
+        const bool isOn = message.isNoteOn();
+        if (!isOn) {
+            if (const auto began = sounding.take(message.noteKey())) return forwardAs(began->note, message, chain);
         }
-        if (const auto started = sounding.take(message.noteKey())) return forwardAs(*started, message, chain);
+        const int shifted = message.data1() + roundedLive(live().semitones, now.semitones);
         if (!isNote(shifted)) return chain.forward(message.dropped());
-        forwardAs(shifted, message, chain);
+        const auto note = static_cast<std::uint8_t>(shifted);
+        if (isOn) sounding.put(message.noteKey(), {message.channel(), note});
+        forwardAs(note, message, chain);
     }
 
 private:
-    static void forwardAs(int note, const ChainMessage& message, ToolChain& chain) {
-        const ShortMessage moved(message.status(), static_cast<std::uint8_t>(note), message.data2());
+    static void forwardAs(std::uint8_t note, const ChainMessage& message, ToolChain& chain) {
+        const ShortMessage moved(message.status(), note, message.data2());
         chain.forward(message.carrying(moved));
     }
 
     /// What each sounding key became.
-    WalkState<NoteMap<std::uint8_t>> soundingNotes;
+    WalkState<NoteMap> soundingNotes;
 };
 
 }  // namespace

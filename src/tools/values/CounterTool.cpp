@@ -17,6 +17,23 @@ enum class TriggerType : std::uint8_t { any, noteOn, noteOff, cc };
 constexpr std::array<std::string_view, 4> triggerTexts{"any", "noteOn", "noteOff", "cc"};
 
 struct CounterSettings {
+    /// What decides whether a message counts: all that most messages read.
+    struct Trigger {
+        TriggerType type;
+        std::uint8_t cc;
+        std::uint8_t threshold;
+        bool resetEnabled;
+        std::uint8_t resetNote;
+    };
+
+    struct RealTime {
+        double minValue;
+        double maxValue;
+        double step;
+        bool wrapMode;
+        Trigger trigger;
+    };
+
     double minValue = 0;
     double maxValue = 127;
     double step = 1;
@@ -26,6 +43,11 @@ struct CounterSettings {
     std::uint8_t triggerThreshold = 64;
     bool resetEnabled = false;
     std::uint8_t resetNote = 0;
+
+    RealTime realTime() const {
+        return {
+            minValue, maxValue, step, wrapMode, {triggerType, triggerCC, triggerThreshold, resetEnabled, resetNote}};
+    }
 
     static CounterSettings fresh() {
         CounterSettings settings;
@@ -50,13 +72,13 @@ constexpr std::array table{
 };
 
 /// At any velocity, so that a reset note's end, sent as a Note On of velocity 0, isn't counted either.
-bool isReset(const CounterSettings& now, const ChainMessage& message) {
+constexpr bool isReset(CounterSettings::Trigger now, const ChainMessage& message) {
     return now.resetEnabled && message.isThreeBytes(0x90) && message.data1() == now.resetNote;
 }
 
 /// `message` has at least two bytes.
-bool isTrigger(const CounterSettings& now, const ChainMessage& message) {
-    switch (now.triggerType) {
+constexpr bool isTrigger(CounterSettings::Trigger now, const ChainMessage& message) {
+    switch (now.type) {
         case TriggerType::any:
             return true;
         case TriggerType::noteOn:
@@ -64,13 +86,12 @@ bool isTrigger(const CounterSettings& now, const ChainMessage& message) {
         case TriggerType::noteOff:
             return message.kind() == 0x80 || message.isNoteEnd();
         case TriggerType::cc:
-            return message.isController() && message.data1() == now.triggerCC &&
-                   message.data2() >= now.triggerThreshold;
+            return message.isController() && message.data1() == now.cc && message.data2() >= now.threshold;
     }
     return false;
 }
 
-double nextCount(const CounterSettings& now, double count) {
+double nextCount(const CounterSettings::RealTime& now, double count) {
     const double next = count + now.step;
     if (!now.wrapMode) return std::max(now.minValue, std::min(next, now.maxValue));
     if (next > now.maxValue) return now.minValue;
@@ -83,11 +104,8 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length >= 2) {
-            const CounterSettings now = current();
-            if (isReset(now, message))
-                take(now.minValue);
-            else if (isTrigger(now, message))
-                take(nextCount(now, currentValue.get()));
+            const CounterSettings::Trigger trigger = current(&CounterSettings::RealTime::trigger);
+            if (isReset(trigger, message) || isTrigger(trigger, message)) count(message);
         }
         chain.forward(message);
     }
@@ -96,6 +114,15 @@ public:
     double outputValue() const override { return currentValue.get(); }
 
 private:
+    // Kept out of the way of the messages that only pass.
+    [[gnu::noinline]] void count(const ChainMessage& message) {
+        const CounterSettings::RealTime now = current();
+        if (isReset(now.trigger, message))
+            take(now.minValue);
+        else if (isTrigger(now.trigger, message))
+            take(nextCount(now, currentValue.get()));
+    }
+
     void take(double next) {
         currentValue.set(next);
         fire(next);
