@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cassert>
+#include <chrono>
 #include <optional>
 #include <thread>
 
@@ -118,6 +119,11 @@ RealRuntime::RealRuntime() : implementation(std::make_unique<Implementation>()) 
 RealRuntime::~RealRuntime() = default;
 
 HostTime RealRuntime::hostTime() const { return monotonicTime(); }
+
+std::int64_t RealRuntime::calendarSeconds() const {
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::floor<std::chrono::seconds>(sinceEpoch).count();
+}
 
 Queue& RealRuntime::mainQueue() { return *implementation->mainQueue; }
 

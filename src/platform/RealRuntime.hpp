@@ -15,6 +15,7 @@ public:
     ~RealRuntime() override;
 
     HostTime hostTime() const override;
+    std::int64_t calendarSeconds() const override;
     Queue& mainQueue() override;
     bool isMainThread() const override;
     std::shared_ptr<Queue> makeQueue(std::string label, QueuePriority priority) override;

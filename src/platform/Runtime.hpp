@@ -102,6 +102,10 @@ public:
     /// The media clock: monotonic seconds, for displays. Any thread.
     double mediaTime() const { return secondsFromTicks(hostTime()); }
 
+    /// The calendar: whole seconds since 1 January 1970, UTC. It may be set, and so step, while the system runs: for
+    /// what people read, never for what is measured. Any thread.
+    virtual std::int64_t calendarSeconds() const = 0;
+
     /// The queue that owns the model: graph edits, documents, endpoints' lists.
     virtual Queue& mainQueue() = 0;
 

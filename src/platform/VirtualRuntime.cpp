@@ -72,6 +72,8 @@ public:
     RandomGenerator random;
     TaskSchedule tasks{256};
     HostTime now = epoch;
+    /// What the calendar is ahead of the whole seconds of the clock.
+    std::int64_t calendarLead = -static_cast<std::int64_t>(epoch / ticksPerSecond);
     std::uint64_t mailLost = 0;
 
 private:
@@ -123,6 +125,12 @@ VirtualRuntime::VirtualRuntime(std::uint64_t seed) : simulation(std::make_shared
 VirtualRuntime::~VirtualRuntime() { simulation->close(); }
 
 HostTime VirtualRuntime::hostTime() const { return simulation->now; }
+
+std::int64_t VirtualRuntime::calendarSeconds() const {
+    return static_cast<std::int64_t>(simulation->now / ticksPerSecond) + simulation->calendarLead;
+}
+
+void VirtualRuntime::setCalendar(std::int64_t seconds) { simulation->calendarLead += seconds - calendarSeconds(); }
 
 Queue& VirtualRuntime::mainQueue() { return *simulation->mainQueue; }
 

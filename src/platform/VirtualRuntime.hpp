@@ -19,6 +19,7 @@ public:
     ~VirtualRuntime() override;
 
     HostTime hostTime() const override;
+    std::int64_t calendarSeconds() const override;
     Queue& mainQueue() override;
     bool isMainThread() const override { return true; }
     std::shared_ptr<Queue> makeQueue(std::string label, QueuePriority priority) override;
@@ -33,6 +34,9 @@ public:
 
     /// Runs what is due now, without moving the clock.
     void settle() { runUntil(hostTime()); }
+
+    /// Sets the calendar, as a user does; it goes on from there with the clock. A session begins at its second 0.
+    void setCalendar(std::int64_t seconds);
 
     /// How many items are scheduled, repeating timers counted once: lets a test see that nothing was left behind.
     std::size_t pendingItems() const;
