@@ -21,18 +21,20 @@ void MusicOutput::putInOrder() {
     if (!std::ranges::is_sorted(list, {}, &Packet::time)) std::ranges::stable_sort(list, {}, &Packet::time);
 }
 
-std::string MusicOutput::eventText() const {
-    constexpr std::size_t usualLine = 40;
-    std::string text;
-    text.reserve(list.size() * usualLine);
-    for (const Packet& packet : list) appendEventText(text, packet.time, bytes(packet), names[packet.endpoint]);
-    return text;
-}
+void MusicOutput::writeEventText(const OutputSink& sink) const { writeLines(sink, appendEventText); }
 
-std::string MusicOutput::eventJSON() const {
-    std::string text;
-    for (const Packet& packet : list) appendEventJSON(text, packet.time, bytes(packet), names[packet.endpoint]);
-    return text;
+void MusicOutput::writeEventJSON(const OutputSink& sink) const { writeLines(sink, appendEventJSON); }
+
+void MusicOutput::writeLines(const OutputSink& sink, AppendLine append) const {
+    constexpr std::size_t pieceSize = std::size_t{1} << 18;
+    std::string piece;
+    for (const Packet& packet : list) {
+        append(piece, packet.time, bytes(packet), names[packet.endpoint]);
+        if (piece.size() < pieceSize) continue;
+        sink(piece);
+        piece.clear();
+    }
+    sink(piece);
 }
 
 std::string MusicOutput::midiFile(const MIDIFile* model) const {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/Streams.hpp"
 #include "core/midifile/MIDIFile.hpp"
 
 namespace varnolex {
@@ -29,14 +30,20 @@ public:
 
     // The forms, of what is in order.
 
-    std::string eventText() const;
-    std::string eventJSON() const;
+    /// In pieces, so that the text of a long concert doesn't take memory of its own.
+    void writeEventText(const OutputSink& sink) const;
+    void writeEventJSON(const OutputSink& sink) const;
 
     /// A MIDI file with a track for each endpoint. The division, tempos and signatures are those of `model` when it is
     /// given, and else 960 ticks a quarter note at 120 of them a minute.
     std::string midiFile(const MIDIFile* model) const;
 
 private:
+    /// Appends one line to the text.
+    using AppendLine = void (*)(std::string& text, std::uint64_t time, std::span<const std::uint8_t> bytes,
+                                std::string_view endpoint);
+    void writeLines(const OutputSink& sink, AppendLine append) const;
+
     struct Packet {
         std::uint64_t time;
         std::size_t offset;

@@ -19,13 +19,12 @@ std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput
     return ClockFeed(*options.clockBPM);
 }
 
-std::string written(const MusicOutput& output, const MusicInput& input, const RenderOptions& options) {
-    try {
-        if (isMIDIFileName(options.output)) return output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr);
-    } catch (const MIDIFileError& error) {
-        throw CommandFailure(options.output + ": " + error.what());
-    }
-    return options.json ? output.eventJSON() : output.eventText();
+void write(const MusicOutput& output, const MusicInput& input, const RenderOptions& options) {
+    writeOutput(options.output, [&](const OutputSink& sink) {
+        if (isMIDIFileName(options.output))
+            return sink(output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr));
+        options.json ? output.writeEventJSON(sink) : output.writeEventText(sink);
+    });
 }
 
 void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) {
@@ -50,7 +49,11 @@ void runRender(const RenderOptions& options) {
     if (options.pressStart) run.pressStart();
     run.feed(input, clockFor(options, input, map), Nanoseconds(std::llround(options.tailSeconds * 1e9)));
     run.finish();
-    writeOutput(options.output, written(run.output(), input, options));
+    try {
+        write(run.output(), input, options);
+    } catch (const MIDIFileError& error) {
+        throw CommandFailure(options.output + ": " + error.what());
+    }
     if (options.stats) tellStats(run, input, stopwatch.elapsed());
 }
 

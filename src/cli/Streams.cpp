@@ -31,8 +31,7 @@ std::string readStandardInput() {
     }
 }
 
-void writeStandardOutput(std::string_view bytes) {
-    const bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size() && !std::fflush(stdout);
+void check(bool isWritten) {
     if (!isWritten) throw CommandFailure("standard output: " + std::string(std::strerror(errno)));
 }
 
@@ -49,10 +48,19 @@ std::string readInput(const std::string& file) {
 }
 
 void writeOutput(const std::string& file, std::string_view bytes) {
-    if (file == "-")
-        writeStandardOutput(bytes);
-    else
-        writeWholeFile(file, bytes);
+    writeOutput(file, [bytes](const OutputSink& sink) { sink(bytes); });
+}
+
+void writeOutput(const std::string& file, const std::function<void(const OutputSink&)>& produce) {
+    if (file == "-") {
+        produce(
+            [](std::string_view piece) { check(std::fwrite(piece.data(), 1, piece.size(), stdout) == piece.size()); });
+        check(std::fflush(stdout) == 0);
+        return;
+    }
+    WholeFileWriter writer(file);
+    produce([&writer](std::string_view piece) { writer.write(piece); });
+    writer.commit();
 }
 
 bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,12 @@ std::string readInput(const std::string& file);
 
 /// Writes a file whole or not at all, or standard output for "-". Throws `FileError` or `CommandFailure`.
 void writeOutput(const std::string& file, std::string_view bytes);
+
+/// Takes output piece by piece.
+using OutputSink = std::function<void(std::string_view)>;
+
+/// The same for output that `produce` makes piece by piece. A file is as it was when `produce` throws.
+void writeOutput(const std::string& file, const std::function<void(const OutputSink&)>& produce);
 
 /// Whether the name ends in one of the endings, without regard to case. Endings are given with their dot.
 bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings);

@@ -106,12 +106,26 @@ FileError::FileError(const fs::path& path, const std::string& reason)
 FileError::FileError(const fs::path& path, int code)
     : std::runtime_error(path.string() + ": " + std::generic_category().message(code)), missing(code == ENOENT) {}
 
-void writeWholeFile(const fs::path& path, std::string_view bytes) {
-    const fs::path target = targetOf(path);
-    const std::optional<struct stat> former = replaceableFile(target);
+struct WholeFileWriter::Implementation {
+    explicit Implementation(const fs::path& path)
+        : target(targetOf(path)), former(replaceableFile(target)), file(makeBeside(target, temporary.path)) {}
+
+    const fs::path target;
+    const std::optional<struct stat> former;
     Temporary temporary;
-    OpenFile file(makeBeside(target, temporary.path));
-    writeAll(file.descriptor(), bytes, target);
+    OpenFile file;
+};
+
+WholeFileWriter::WholeFileWriter(const fs::path& path) : implementation(std::make_unique<Implementation>(path)) {}
+
+WholeFileWriter::~WholeFileWriter() = default;
+
+void WholeFileWriter::write(std::string_view bytes) {
+    writeAll(implementation->file.descriptor(), bytes, implementation->target);
+}
+
+void WholeFileWriter::commit() {
+    auto& [target, former, temporary, file] = *implementation;
     if (former) {
         // Only a privileged process can give a file away; for others the owner is the writer. The owner comes first,
         // since a change of owner takes the set-id bits off.
@@ -122,6 +136,12 @@ void writeWholeFile(const fs::path& path, std::string_view bytes) {
     if (::rename(temporary.path.c_str(), target.c_str()) != 0) throw FileError(target, errno);
     temporary.path.clear();
     flushFolder(target);
+}
+
+void writeWholeFile(const fs::path& path, std::string_view bytes) {
+    WholeFileWriter writer(path);
+    writer.write(bytes);
+    writer.commit();
 }
 
 std::string readWholeFile(const fs::path& path, std::size_t maxBytes) {

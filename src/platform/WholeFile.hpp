@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -23,9 +24,28 @@ private:
     bool missing = false;
 };
 
-/// Replaces the file with these bytes, whole or not at all: whoever opens it finds the old content or the new one, even
-/// after a crash. An existing file keeps its mode; a symbolic link stays and its target is written. The target has to
-/// be a regular file, or not be there yet. Throws `FileError`. Any thread that may wait for the disk.
+/// Writes a file in pieces that takes its place whole or not at all: whoever opens it finds the old content or the new
+/// one, even after a crash. An existing file keeps its mode; a symbolic link stays and its target is written. The
+/// target has to be a regular file, or not be there yet. Throws `FileError`. Any thread that may wait for the disk.
+class WholeFileWriter {
+public:
+    explicit WholeFileWriter(const std::filesystem::path& path);
+    /// What wasn't committed is gone.
+    ~WholeFileWriter();
+    WholeFileWriter(const WholeFileWriter&) = delete;
+    WholeFileWriter& operator=(const WholeFileWriter&) = delete;
+
+    void write(std::string_view bytes);
+
+    /// Once, behind the last `write`.
+    void commit();
+
+private:
+    struct Implementation;
+    std::unique_ptr<Implementation> implementation;
+};
+
+/// Writes a file with these bytes, as the writer does.
 void writeWholeFile(const std::filesystem::path& path, std::string_view bytes);
 
 /// The bytes of a file, or of a pipe to its end. Throws `FileError`, also for a directory and for more than
