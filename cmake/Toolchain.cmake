@@ -36,4 +36,9 @@ if(VARNOLEX_SANITIZE)
     add_link_options(-fsanitize=${VARNOLEX_SANITIZE})
 endif()
 
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    # The processing road runs through all the libraries: what is shipped is optimised as a whole.
+    set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)
+endif()
+
 find_package(Threads REQUIRED)
