@@ -7,7 +7,7 @@ namespace varnolex {
 PortInputStream::PortInputStream(MIDIClientRef midiClient) : client(midiClient) {}
 
 PortInputStream::~PortInputStream() {
-    if (port != 0) MIDIService::current().MIDIPortDispose(port);
+    if (port != 0 && MIDIService::isInstalled()) MIDIService::current().MIDIPortDispose(port);
 }
 
 void PortInputStream::start() {
