@@ -1,4 +1,5 @@
-# varnolex_subsystem(NAME [USES NAME...]): the static library of one folder of src/.
+# varnolex_subsystem(NAME [USES NAME...] [LIBRARIES LIBRARY...]): the static library of one folder of src/, and the
+# system's libraries that it needs.
 function(varnolex_subsystem name)
     cmake_parse_arguments(SUBSYSTEM "" "" "USES;LIBRARIES" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${name}/*.cpp)
@@ -9,6 +10,7 @@ function(varnolex_subsystem name)
     foreach(used ${SUBSYSTEM_USES})
         target_link_libraries(varnolex_${name} PUBLIC varnolex_${used})
     endforeach()
+    target_link_libraries(varnolex_${name} PRIVATE ${SUBSYSTEM_LIBRARIES})
     target_precompile_headers(varnolex_${name} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/Precompiled.hpp)
 endfunction()
 

@@ -7,7 +7,7 @@ import sys
 
 # Each subsystem may use those before it. `app` will stand before `cli` once it has a file.
 ORDER = ["platform", "core", "endpoints", "engine", "tools", "studio", "language", "app", "cli"]
-HEAVY = re.compile(r"^(asio|nlohmann/json\.hpp|CLI|Q[A-Z]|JavaScriptCore|lua)")
+HEAVY = re.compile(r"^(asio|nlohmann/json\.hpp|CLI|Q[A-Z]|JavaScriptCore|lua|jack/)")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 # Raw atomics, locks, clocks and threads belong to the platform alone.

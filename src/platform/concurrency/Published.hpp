@@ -9,7 +9,8 @@
 namespace varnolex {
 
 /// An immutable object of any size, replaced as a whole by one thread at a time and read by any. A reader neither
-/// locks nor allocates nor frees; replaced objects are freed by a later `publish` that finds no reader inside.
+/// locks nor allocates nor frees; replaced objects are freed by a later `publish` or `reclaim` that finds no reader
+/// inside.
 template <class Value>
 class Published {
 public:
@@ -21,7 +22,13 @@ public:
     /// One thread at a time. `value` may be empty.
     void publish(std::unique_ptr<const Value> value) {
         if (const Value* old = current.exchange(value.release(), std::memory_order_seq_cst)) retired.emplace_back(old);
+        reclaim();
+    }
+
+    /// The publishing thread: frees what was replaced if no reader is seen inside. True when nothing is left to free.
+    bool reclaim() {
         if (readers.load(std::memory_order_seq_cst) == 0) retired.clear();
+        return retired.empty();
     }
 
     /// False as long as nothing was published: the cheap question before a `read`.

@@ -1,0 +1,313 @@
+#include "endpoints/jack/JackOutlet.hpp"
+
+#include <array>
+
+#include "platform/Runtime.hpp"
+
+namespace varnolex {
+
+namespace {
+
+/// Kept free of SysEx for the short messages of the same cycle.
+constexpr std::size_t roomForShortMessages = 1024;
+constexpr std::size_t roomForRealTime = 64;
+
+std::size_t roomForSysEx(std::size_t room) {
+    return room > 2 * roomForShortMessages ? room - roomForShortMessages : room / 2;
+}
+
+/// Some servers hurt the order of smaller pieces.
+constexpr std::size_t smallestPiece = 512;
+
+/// A letter that is due waits for its frame no longer than this, should the server's frames stand still or jump.
+constexpr std::int64_t longestWaitInCycles = 3;
+
+bool isDueLater(const JackLetter* first, const JackLetter* second) {
+    return first->frame != second->frame ? first->frame > second->frame : first->number > second->number;
+}
+
+bool isAheadLater(const JackLetter* first, const JackLetter* second) {
+    return first->time != second->time ? first->time > second->time : first->number > second->number;
+}
+
+template <class Order>
+void push(std::vector<JackLetter*>& heap, JackLetter* letter, Order isLater) {
+    heap.push_back(letter);
+    std::push_heap(heap.begin(), heap.end(), isLater);
+}
+
+template <class Order>
+JackLetter* pop(std::vector<JackLetter*>& heap, Order isLater) {
+    std::pop_heap(heap.begin(), heap.end(), isLater);
+    JackLetter* const letter = heap.back();
+    heap.pop_back();
+    return letter;
+}
+
+std::size_t dataLength(std::uint8_t status) {
+    if (status < 0xF0) return (status & 0xE0) == 0xC0 ? 1 : 2;
+    if (status == 0xF2) return 2;
+    return status == 0xF1 || status == 0xF3 ? 1 : 0;
+}
+
+}  // namespace
+
+JackOutlet::JackOutlet(std::shared_ptr<const JackTiming> sharedTiming, std::shared_ptr<JackLosses> sharedLosses,
+                       std::function<bool()> whenFirstUsed)
+    : timing(std::move(sharedTiming)), losses(std::move(sharedLosses)), onFirstUse(std::move(whenFirstUsed)) {
+    due.reserve(letterLimit);
+    ahead.reserve(letterLimit);
+}
+
+JackOutlet::~JackOutlet() { close(); }
+
+MIDIStatus JackOutlet::send(MIDIPortRef port, const PacketListView& list) {
+    if (!open.get()) return midiSuccess;
+    const JackCycle cycle = timing->cycle();
+    const bool isProcessing = timing->isProcessing();
+    const HostTime now = Runtime::current().hostTime();
+    MIDIStatus status = midiSuccess;
+    for (const Packet& packet : list) {
+        for (auto rest = packet.bytes; !rest.empty();) {
+            const auto part = rest.first(std::min(rest.size(), JackLetter::longest));
+            rest = rest.subspan(part.size());
+            auto letter = JackLetter::make(port, part);
+            schedule(*letter, packet.timeStamp, now, cycle, isProcessing);
+            if (post(std::move(letter), part.size())) continue;
+            losses->packets.add(1);
+            status = midiQueueFull;
+            break;
+        }
+    }
+    if (!used.get() && !used.exchange(true) && onFirstUse && !onFirstUse()) used.set(false);
+    return status;
+}
+
+bool JackOutlet::post(JackLetter::Pointer letter, std::size_t length) {
+    if (bytesUnderWay.add(length) <= bytesLimit) {
+        JackLetter* const posted = letter.get();
+        if (mail.post(letter.release())) return true;
+        letter.reset(posted);
+    }
+    bytesUnderWay.add(static_cast<std::size_t>(0) - length);
+    return false;
+}
+
+void JackOutlet::schedule(JackLetter& letter, HostTime time, HostTime now, const JackCycle& cycle,
+                          bool isProcessing) const {
+    letter.time = time != 0 ? time : now;
+    if (cycle.frames == 0) {
+        letter.isAhead = letter.time > now;
+        return;
+    }
+    letter.frame = cycle.frameOf(letter.time);
+    if (isProcessing) {
+        letter.isAhead = letter.frame >= cycle.endFrame();
+    } else {
+        letter.isAhead = letter.time > now + cycle.period();
+        letter.frame += cycle.frames;
+    }
+}
+
+void JackOutlet::drain(const JackCycle& cycle, JackEventSink& sink) {
+    isFull = false;
+    offset = 0;
+    cycleStart = cycle.start;
+    takeMail(cycle);
+    releaseWhatCameDue(cycle);
+    letHeldGo();
+    endAbandonedSysEx(sink);
+    resume(sink);
+    while (JackLetter* const letter = nextLetter(cycle.endFrame())) {
+        if (letter->isRealTime && sink.room() < roomForRealTime) {
+            push(due, letter, isDueLater);
+            break;
+        }
+        emit(letter, cycle, sink);
+    }
+}
+
+void JackOutlet::takeMail(const JackCycle& cycle) {
+    JackLetter* letter = nullptr;
+    while (due.size() + heldCount < letterLimit && mail.take(letter)) {
+        letter->number = ++lastNumber;
+        if (letter->isAhead && ahead.size() < letterLimit) {
+            push(ahead, letter, isAheadLater);
+        } else if (letter->isAhead) {
+            losses->packets.add(1);
+            end(letter);
+        } else {
+            letter->frame = std::min(letter->frame, cycle.firstFrame + longestWaitInCycles * cycle.frames);
+            if (!letter->isRealTime) letter->frame = lastFrame = std::max(letter->frame, lastFrame);
+            push(due, letter, isDueLater);
+        }
+    }
+}
+
+void JackOutlet::releaseWhatCameDue(const JackCycle& cycle) {
+    while (!ahead.empty() && due.size() < letterLimit) {
+        const std::int64_t frame = cycle.frameOf(ahead.front()->time);
+        if (frame >= cycle.endFrame()) return;
+        JackLetter* const letter = pop(ahead, isAheadLater);
+        letter->frame = frame;
+        push(due, letter, isDueLater);
+    }
+}
+
+void JackOutlet::resume(JackEventSink& sink) {
+    if (!current) return;
+    if (emitBytes(*current, sink))
+        end(std::exchange(current, nullptr));
+    else
+        isFull = true;
+}
+
+JackLetter* JackOutlet::nextLetter(std::int64_t endFrame) {
+    if (JackLetter* const letter = nextHeld()) return letter;
+    while (!due.empty() && due.front()->frame < endFrame) {
+        JackLetter* const letter = pop(due, isDueLater);
+        if (mayGo(*letter)) return letter;
+        hold(letter);
+    }
+    return nullptr;
+}
+
+JackLetter* JackOutlet::nextHeld() {
+    for (; *heldCursor; heldCursor = &(*heldCursor)->next) {
+        JackLetter* const letter = *heldCursor;
+        if (!mayGo(*letter)) continue;
+        *heldCursor = letter->next;
+        if (!letter->next) heldEnd = heldCursor;
+        --heldCount;
+        return letter;
+    }
+    return nullptr;
+}
+
+bool JackOutlet::mayGo(const JackLetter& letter) const {
+    if (letter.isRealTime) return true;
+    return !isFull && (!isInSysEx || letter.sender == sysExSender);
+}
+
+void JackOutlet::hold(JackLetter* letter) {
+    letter->next = nullptr;
+    *heldEnd = letter;
+    heldEnd = &letter->next;
+    heldCursor = heldEnd;
+    ++heldCount;
+}
+
+void JackOutlet::emit(JackLetter* letter, const JackCycle& cycle, JackEventSink& sink) {
+    const std::int64_t own = std::clamp<std::int64_t>(letter->frame - cycle.firstFrame, 0, cycle.frames - 1);
+    offset = std::max(offset, static_cast<std::uint32_t>(own));
+    const bool wasInSysEx = isInSysEx;
+    if (emitBytes(*letter, sink)) {
+        end(letter);
+    } else {
+        current = letter;
+        isFull = true;
+    }
+    if (wasInSysEx && !isInSysEx) letHeldGo();
+}
+
+/// False when the rest has to wait for the next cycle.
+bool JackOutlet::emitBytes(JackLetter& letter, JackEventSink& sink) {
+    const auto bytes = letter.bytes();
+    while (letter.taken < bytes.size()) {
+        const std::uint8_t byte = bytes[letter.taken];
+        if (sink.room() < roomForRealTime) return false;
+        if (byte >= 0xF8) {
+            if (!sink.write(offset, bytes.subspan(letter.taken, 1))) return false;
+            ++letter.taken;
+        } else if (byte == 0xF0 || (isInSysEx && (byte < 0x80 || byte == 0xF7))) {
+            if (isInSysEx && byte == 0xF0 && !endSysEx(sink)) return false;
+            if (!emitSysEx(letter, sink)) return false;
+        } else {
+            if (isInSysEx && !endSysEx(sink)) return false;
+            if (!emitShort(letter, sink)) return false;
+        }
+    }
+    return true;
+}
+
+bool JackOutlet::emitSysEx(JackLetter& letter, JackEventSink& sink) {
+    const auto rest = letter.bytes().subspan(letter.taken);
+    const bool isStart = rest[0] == 0xF0;
+    const auto status = std::find_if(rest.begin() + isStart, rest.end(), [](auto byte) { return byte >= 0x80; });
+    const bool hasEnd = status != rest.end() && *status == 0xF7;
+    const std::size_t whole = static_cast<std::size_t>(status - rest.begin()) + hasEnd;
+    const std::size_t room = roomForSysEx(sink.room());
+    const std::size_t wholeRoom = roomForSysEx(sink.wholeRoom());
+    if (whole > room && (room < std::min(smallestPiece, wholeRoom) || (isStart && hasEnd && whole <= wholeRoom)))
+        return false;
+    const std::size_t length = std::min(whole, room);
+    if (!sink.write(offset, rest.first(length))) return false;
+    letter.taken += length;
+    letter.status = 0;
+    isInSysEx = length < whole || !hasEnd;
+    sysExSender = letter.sender;
+    sysExTime = cycleStart;
+    return true;
+}
+
+/// A channel or system common message, put together when running status or a real-time byte inside it asks for it.
+bool JackOutlet::emitShort(JackLetter& letter, JackEventSink& sink) {
+    const auto bytes = letter.bytes();
+    std::size_t next = letter.taken;
+    if (bytes[next] >= 0x80) letter.status = bytes[next++];
+    const std::uint8_t status = letter.status;
+    const std::size_t length = 1 + dataLength(status);
+    std::array<std::uint8_t, 3> message{status};
+    std::size_t size = 1;
+    std::size_t realTimeBytes = 0;
+    for (; size < length && next < bytes.size() && (bytes[next] < 0x80 || bytes[next] >= 0xF8); ++next) {
+        if (bytes[next] < 0x80)
+            message[size++] = bytes[next];
+        else if (realTimeBytes++ < 2)
+            sink.write(offset, bytes.subspan(next, 1));
+    }
+    letter.taken = std::max(next, letter.taken + 1);
+    if (status >= 0xF0) letter.status = 0;
+    if (status == 0 || status == 0xF7 || size < length || !sink.write(offset, std::span(message).first(length)))
+        losses->packets.add(1);
+    return true;
+}
+
+bool JackOutlet::endSysEx(JackEventSink& sink) {
+    constexpr std::array<std::uint8_t, 1> endOfSysEx{0xF7};
+    if (!sink.write(offset, endOfSysEx)) return false;
+    isInSysEx = false;
+    return true;
+}
+
+void JackOutlet::endAbandonedSysEx(JackEventSink& sink) {
+    if (!isInSysEx || current || cycleStart < sysExTime + abandonedAfter) return;
+    if (endSysEx(sink)) losses->packets.add(1);
+}
+
+void JackOutlet::end(JackLetter* letter) {
+    bytesUnderWay.add(static_cast<std::size_t>(0) - letter->bytes().size());
+    JackLetter::End{}(letter);
+}
+
+void JackOutlet::close() {
+    const auto lose = [this](JackLetter* letter) {
+        losses->packets.add(1);
+        end(letter);
+    };
+    JackLetter* letter = nullptr;
+    while (mail.take(letter)) lose(letter);
+    std::for_each(due.begin(), due.end(), lose);
+    std::for_each(ahead.begin(), ahead.end(), lose);
+    due.clear();
+    ahead.clear();
+    while (held) lose(std::exchange(held, held->next));
+    heldEnd = heldCursor = &held;
+    heldCount = 0;
+    if (current) lose(std::exchange(current, nullptr));
+    isInSysEx = false;
+    lastFrame = 0;
+    used.set(false);
+}
+
+}  // namespace varnolex

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "endpoints/EndpointRouting.hpp"
+#include "endpoints/jack/JackLetter.hpp"
+#include "endpoints/jack/JackTiming.hpp"
+#include "platform/concurrency/LiveValue.hpp"
+#include "platform/concurrency/Mailbox.hpp"
+
+namespace varnolex {
+
+/// The buffer of an output port in one cycle, as an outlet fills it. Process thread.
+class JackEventSink {
+public:
+    virtual ~JackEventSink() = default;
+    /// How many bytes an event that is written now may have at most.
+    virtual std::size_t room() = 0;
+    /// The same in a cycle in which nothing was written yet.
+    virtual std::size_t wholeRoom() = 0;
+    /// Offsets never go back. False when the event isn't taken.
+    virtual bool write(std::uint32_t offset, std::span<const std::uint8_t> event) = 0;
+};
+
+/// What can't be delivered, of all ports of a client.
+struct JackLosses {
+    /// Packets or parts of packets that found no place, that were no MIDI message, or whose receiver has gone.
+    SharedValue<std::uint64_t> packets{0};
+    /// Events that the server itself reports as lost before they reached us.
+    SharedValue<std::uint64_t> events{0};
+};
+
+/// The way out to one JACK port. Any thread sends; the process thread drains once a cycle.
+///
+/// When a message leaves: one that is sent inside the process callback at its own time's frame of this cycle; one
+/// that another thread sends a period after its time; one whose time lies further ahead at its time. What is sent
+/// without looking ahead keeps its order whatever thread it comes from, so that a note's end can't overtake its start.
+/// Real-time bytes wait for nobody.
+///
+/// SysEx goes out whole where an event can hold it, else in pieces, over as many cycles as it needs; until it has ended
+/// everything else that isn't a real-time byte waits. One that isn't continued for a second is ended.
+class JackOutlet final : public PacketOutlet {
+public:
+    static constexpr std::size_t letterLimit = 4096;
+    static constexpr std::size_t bytesLimit = 16 * 1024 * 1024;
+    static constexpr HostTime abandonedAfter = ticksPerSecond;
+
+    /// `sharedTiming` and `sharedLosses` are those of the client. `whenFirstUsed` is called by the first `send` behind
+    /// each `close`, on its thread, and says whether the news got through; it may be empty.
+    JackOutlet(std::shared_ptr<const JackTiming> sharedTiming, std::shared_ptr<JackLosses> sharedLosses,
+               std::function<bool()> whenFirstUsed);
+    ~JackOutlet() override;
+
+    MIDIStatus send(MIDIPortRef port, const PacketListView& list) override;
+
+    /// Process thread: writes what leaves in this cycle.
+    void drain(const JackCycle& cycle, JackEventSink& sink);
+
+    /// Whether anything was sent since the last `close`. Any thread.
+    bool isUsed() const { return used.get(); }
+
+    /// While an outlet isn't open nobody can hear it, and what is sent is gone without being counted. At first it is
+    /// open. Main thread.
+    void setOpen(bool isOpen) { open.set(isOpen); }
+
+    /// Main thread, while no cycle drains the outlet: what is under way is lost and counted.
+    void close();
+
+private:
+    /// Earliest on top, by what `isLater` compares.
+    using Heap = std::vector<JackLetter*>;
+
+    bool post(JackLetter::Pointer letter, std::size_t length);
+    void schedule(JackLetter& letter, HostTime time, HostTime now, const JackCycle& cycle, bool isProcessing) const;
+
+    void takeMail(const JackCycle& cycle);
+    void releaseWhatCameDue(const JackCycle& cycle);
+    void resume(JackEventSink& sink);
+    JackLetter* nextLetter(std::int64_t endFrame);
+    JackLetter* nextHeld();
+    bool mayGo(const JackLetter& letter) const;
+    void hold(JackLetter* letter);
+    void letHeldGo() { heldCursor = &held; }
+    void emit(JackLetter* letter, const JackCycle& cycle, JackEventSink& sink);
+    bool emitBytes(JackLetter& letter, JackEventSink& sink);
+    bool emitSysEx(JackLetter& letter, JackEventSink& sink);
+    bool emitShort(JackLetter& letter, JackEventSink& sink);
+    bool endSysEx(JackEventSink& sink);
+    void endAbandonedSysEx(JackEventSink& sink);
+    void end(JackLetter* letter);
+
+    const std::shared_ptr<const JackTiming> timing;
+    const std::shared_ptr<JackLosses> losses;
+    const std::function<bool()> onFirstUse;
+    SharedValue<bool> open{true};
+    SharedValue<bool> used{false};
+    SharedValue<std::size_t> bytesUnderWay{0};
+    Mailbox<JackLetter*> mail{letterLimit};
+
+    // The process thread's own.
+    Heap due;
+    Heap ahead;
+    std::uint64_t lastNumber = 0;
+    std::int64_t lastFrame = 0;
+    /// What waits for the end of a SysEx or for the next cycle's room, in order.
+    JackLetter* held = nullptr;
+    JackLetter** heldEnd = &held;
+    std::size_t heldCount = 0;
+    /// No letter before this one may go now.
+    JackLetter** heldCursor = &held;
+    /// Half out.
+    JackLetter* current = nullptr;
+    bool isFull = false;
+    std::uint32_t offset = 0;
+    bool isInSysEx = false;
+    MIDIPortRef sysExSender = 0;
+    HostTime sysExTime = 0;
+    HostTime cycleStart = 0;
+};
+
+}  // namespace varnolex
