@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/DiagnosticLog.hpp"
+
 namespace varnolex {
 
 namespace {
@@ -17,6 +19,10 @@ constexpr std::uint8_t registeredCoarse = 101;
 NRPNMessage::VoiceRef controllerOf(const MessageRef& message) {
     if (!message->as<VoiceMessage>() || (message->statusByte & 0xF0) != 0xB0) return nullptr;
     return NRPNMessage::VoiceRef::to(static_cast<VoiceMessage&>(*message));
+}
+
+void record(int channel, DiagnosticLog::SequenceEnd reason) {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared()) recorder->parameterSequenceEnded(channel, reason);
 }
 
 }  // namespace
@@ -42,7 +48,7 @@ MessageList NRPNAssembler::flushPending() {
     for (int channel = 0; channel < 16; ++channel) {
         ChannelState& one = state[static_cast<std::size_t>(channel)];
         if (one.step != Step::awaitingData && one.step != Step::awaitingDataFine) continue;
-        report(channel, "flushed before its end");
+        record(channel, DiagnosticLog::SequenceEnd::flushed);
         close(one, output);
     }
     return output;
@@ -103,12 +109,8 @@ void NRPNAssembler::timeOut(int channel) {
     MessageList output;
     close(state[static_cast<std::size_t>(channel)], output);
     if (output.empty()) return;
-    report(channel, "timed out");
+    record(channel, DiagnosticLog::SequenceEnd::timedOut);
     if (onDelayedMessages) onDelayedMessages(output);
-}
-
-void NRPNAssembler::report(int channel, const char* reason) const {
-    if (onDiagnostic) onDiagnostic("parameter sequence on channel " + std::to_string(channel + 1) + ' ' + reason);
 }
 
 MessageRef NRPNAssembler::fold(const ChannelState& one, int value) {

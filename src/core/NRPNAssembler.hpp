@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <functional>
 #include <span>
-#include <string>
 
 #include "core/message/NRPNMessage.hpp"
 #include "platform/Runtime.hpp"
@@ -33,9 +32,6 @@ public:
     /// Gets what a time-out lets go.
     std::function<void(const MessageList&)> onDelayedMessages;
 
-    /// Gets a line for the diagnostic log whenever a sequence is given up.
-    std::function<void(const std::string&)> onDiagnostic;
-
 private:
     enum class Step : std::uint8_t { idle, awaitingParameterFine, awaitingData, awaitingDataFine };
 
@@ -56,7 +52,6 @@ private:
     void begin(int channel, bool isRPN, const NRPNMessage::VoiceRef& message, MessageList& output);
     void close(ChannelState& state, MessageList& output);
     void timeOut(int channel);
-    void report(int channel, const char* reason) const;
     static MessageRef fold(const ChannelState& state, int value);
 
     /// By channel, 0 to 15.

@@ -1,5 +1,7 @@
 #include "endpoints/MIDIManager.hpp"
 
+#include "platform/DiagnosticLog.hpp"
+
 namespace varnolex {
 
 namespace {
@@ -55,6 +57,11 @@ void MIDIManager::refresh() {
             readList<MIDIDestinationInfo>(service.MIDIGetNumberOfDestinations(),
                                           [&](std::size_t index) { return service.MIDIGetDestination(index); }));
     if (onEndpointsChanged) onEndpointsChanged();
+}
+
+void MIDIManager::recordNotification(int kind, std::size_t sourceCount, std::size_t destinationCount) {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared())
+        recorder->endpointsChanged(kind, sourceCount, destinationCount);
 }
 
 void MIDIManager::notified(MIDINotificationID message) {

@@ -60,10 +60,11 @@ public:
 
     /// Called after every refresh, whether or not a list changed.
     std::function<void()> onEndpointsChanged;
-    /// Called for every change that the service tells of, after the refresh; for the diagnostic log.
-    NotificationReport reportNotification;
+    /// Called for every change that the service tells of, after the refresh. At first it is the flight recorder's.
+    NotificationReport reportNotification = recordNotification;
 
 private:
+    static void recordNotification(int kind, std::size_t sourceCount, std::size_t destinationCount);
     void notified(MIDINotificationID message);
 
     std::vector<MIDISourceInfo> sourceList;

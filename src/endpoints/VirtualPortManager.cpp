@@ -6,6 +6,7 @@
 #include "endpoints/PortEntry.hpp"
 #include "endpoints/UniqueID.hpp"
 #include "platform/DefaultsStore.hpp"
+#include "platform/DiagnosticLog.hpp"
 
 namespace varnolex {
 
@@ -167,6 +168,10 @@ void VirtualPortManager::finishCreation(Port& port, int kind, MIDIStatus status,
     }
     MIDIService::current().MIDIObjectSetIntegerProperty(endpoint, kMIDIPropertyUniqueID, port.uniqueID());
     port.setEndpoint(endpoint);
+}
+
+void VirtualPortManager::recordCreationFailure(int kind, MIDIStatus status) {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared()) recorder->portCreationFailed(kind, status);
 }
 
 void VirtualPortManager::disposeAll() {

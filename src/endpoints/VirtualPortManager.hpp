@@ -59,10 +59,11 @@ public:
     /// Called when the output has left the list and its endpoint is gone.
     std::function<void(const std::shared_ptr<VirtualOutput>&)> onOutputRemoved;
     std::function<void(const std::shared_ptr<VirtualOutput>&, const std::string& oldName)> onOutputRenamed;
-    /// An endpoint couldn't be created; for the diagnostic log.
-    FailureReport reportCreationFailure;
+    /// An endpoint couldn't be created. At first it is the flight recorder's.
+    FailureReport reportCreationFailure = recordCreationFailure;
 
 private:
+    static void recordCreationFailure(int kind, MIDIStatus status);
     std::int32_t makeUniqueID(const std::string& name) const;
     bool isOccupied(std::int32_t uniqueID) const;
     bool isOwnEndpoint(MIDIObjectRef object) const;

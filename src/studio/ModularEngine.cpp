@@ -4,6 +4,7 @@
 #include <unordered_map>
 
 #include "engine/ValueProducer.hpp"
+#include "platform/DiagnosticLog.hpp"
 #include "platform/Runtime.hpp"
 #include "studio/CableRules.hpp"
 #include "studio/GraphExits.hpp"
@@ -128,7 +129,10 @@ void ModularEngine::removeValueConnection(const UUID& connectionID, Modular& mod
     rewireValueConnections(modular);
 }
 
-void ModularEngine::rebuildChains(Modular& modular, RebuildReason /*reason*/) {
+void ModularEngine::rebuildChains(Modular& modular, RebuildReason reason) {
+    const std::uint8_t pipeIndex = pipeIndexOf(modular);
+    DiagnosticLog* const recorder = DiagnosticLog::shared();
+    if (recorder) recorder->rebuildStarted(pipeIndex, static_cast<std::uint8_t>(reason), modular.nodes.size());
     for (const auto& node : modular.nodes) {
         if (node->chain)
             node->chain->setPipeName(modular.name);
@@ -136,8 +140,13 @@ void ModularEngine::rebuildChains(Modular& modular, RebuildReason /*reason*/) {
             node->chain = ToolChain::make({node->tool}, modular.name, modular.walkLock);
     }
     wireExits(modular);
-    const std::uint8_t pipeIndex = pipeIndexOf(modular);
-    for (const auto& node : modular.nodes) node->tool->chainWasWired(pipeIndex);
+    for (std::size_t index = 0; index < modular.nodes.size(); ++index) {
+        PipeTool& tool = *modular.nodes[index]->tool;
+        if (recorder)
+            recorder->tool(pipeIndex, index, static_cast<std::uint8_t>(indexOf(tool.toolType())), tool.isEnabled());
+        tool.chainWasWired(pipeIndex);
+    }
+    if (recorder) recorder->rebuildEnded(pipeIndex, modular.nodes.size(), modular.connections.size());
     rewireValueConnections(modular);
 }
 

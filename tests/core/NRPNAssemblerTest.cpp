@@ -2,6 +2,7 @@
 #include "core/MessageParser.hpp"
 #include "core/NRPNAssembler.hpp"
 #include "core/RPNDetector.hpp"
+#include "support/RecordedEvents.hpp"
 
 namespace varnolex {
 namespace {
@@ -75,6 +76,17 @@ TEST_F(NRPNAssemblerTest, LetsALoneFirstControllerGoAfterItsTime) {
     EXPECT_TRUE(delayed.empty());
     runtime.runFor(Nanoseconds(1));
     EXPECT_EQ(delayed, Forms{"voice B0 63 01"});
+}
+
+TEST_F(NRPNAssemblerTest, RecordsTheSequencesThatItGivesUp) {
+    RecordedEvents events(runtime);
+    process("B3 63 01 B5 65 01 B5 64 02");
+    assembler.flushPending();
+    EXPECT_EQ(events.take(), Forms{"19: 5 1 0 0 0"});
+    runtime.runFor(NRPNAssembler::firstStepTimeOut);
+    EXPECT_EQ(events.take(), Forms{"19: 3 0 0 0 0"});
+    process("B0 63 01 62 02 06 03 26 04");
+    EXPECT_EQ(events.take(), Forms{});
 }
 
 TEST_F(NRPNAssemblerTest, LeavesNoTimerBehind) {

@@ -2,6 +2,7 @@
 
 #include "endpoints/MIDIManager.hpp"
 #include "endpoints/ServiceFixture.hpp"
+#include "support/RecordedEvents.hpp"
 
 namespace varnolex {
 namespace {
@@ -69,6 +70,15 @@ TEST_F(MIDIManagerTest, ChangesOfTheServiceRefreshAndAreReported) {
     service.notify(5);
     runtime.settle();
     EXPECT_THAT(reports, ElementsAre("1 1 0", "3 1 0", "2 0 0", "0 0 0"));
+}
+
+TEST_F(MIDIManagerTest, TheFlightRecorderHearsOfChangesByItself) {
+    RecordedEvents events(runtime);
+    MIDIManager manager;
+    manager.setup();
+    service.plugSource({.displayName = "Keys"});
+    service.plugDestination({.displayName = "Synth"});
+    EXPECT_THAT(events.take(), ElementsAre("17: 1 1 1 0 0", "17: 1 1 1 0 0"));
 }
 
 TEST_F(MIDIManagerTest, WithoutAClientTheListsStayEmptyAndNothingRetries) {

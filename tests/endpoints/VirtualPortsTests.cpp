@@ -8,6 +8,7 @@
 #include "endpoints/UniqueID.hpp"
 #include "endpoints/VirtualPortManager.hpp"
 #include "platform/DefaultsStore.hpp"
+#include "support/RecordedEvents.hpp"
 
 namespace varnolex {
 namespace {
@@ -131,6 +132,11 @@ TEST_F(VirtualPortsTest, AStoredListThatIsNoneLeavesThePortsAlone) {
 }
 
 TEST_F(VirtualPortsTest, AFailedCreationKeepsThePortAndIsTriedAgain) {
+    RecordedEvents events(runtime);
+    service.failNext(Operation::MIDISourceCreate, -70'000);
+    manager.addOutput("Recorded");
+    EXPECT_THAT(events.take(), ElementsAre("15: 144 238 1 254 255"));
+    manager.removeOutput(manager.outputs()[0]);
     std::vector<std::pair<int, MIDIStatus>> failures;
     manager.reportCreationFailure = [&](int kind, MIDIStatus status) { failures.emplace_back(kind, status); };
     service.failNext(Operation::MIDIDestinationCreateWithBlock, -11);

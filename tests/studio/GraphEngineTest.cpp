@@ -2,6 +2,7 @@
 #include "studio/GraphFixture.hpp"
 #include "studio/WiringPlan.hpp"
 #include "support/AllocationTrap.hpp"
+#include "support/RecordedEvents.hpp"
 
 namespace varnolex::testing {
 namespace {
@@ -368,6 +369,19 @@ TEST_F(GraphEngineTest, GraphsAreNamedByTheirNumberAndCountedUpToALimit) {
     EXPECT_EQ(pipeIndexOf(*engine.modulars()[299]), 254);
     Modular stranger(runtime.makeUUID(), "Stranger");
     EXPECT_EQ(pipeIndexOf(stranger), 0);
+}
+
+TEST_F(GraphEngineTest, ARebuildLeavesRecordsOfItsReasonAndItsTools) {
+    engine.createModular("Second");
+    RecordedEvents events(runtime);
+    const auto second = engine.modulars()[1];
+    const auto first = engine.addNode(PipeToolType::transpose, {}, *second);
+    const auto other = engine.addNode(PipeToolType::velocityModifier, {}, *second);
+    events.take();
+    other->tool->setEnabled(false);
+    engine.addConnection(first->id, other->id, *second);
+    EXPECT_EQ(events.take(),
+              (std::vector<std::string>{"3: 1 3 2 0 0", "2: 1 0 4 1 0", "2: 1 1 16 0 0", "12: 1 2 1 0 0"}));
 }
 
 TEST_F(GraphEngineTest, AWalkTakesNothingFromTheHeap) {

@@ -7,6 +7,7 @@
 #include "endpoints/VirtualInput.hpp"
 #include "engine/MIDILearnCoordinator.hpp"
 #include "engine/ToolChain.hpp"
+#include "platform/VarnolexLogger.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/endpoints/EndpointLookup.hpp"
 #include "tools/endpoints/PacketCutter.hpp"
@@ -38,12 +39,15 @@ void offerToLearn(std::span<const std::uint8_t> packet) {
 }
 
 /// Sends a packet's messages through the chain. True when one of them has ended the batch.
-bool sendMessages(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList, ToolChain& chain) {
+bool sendMessages(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList, ToolChain& chain,
+                  std::uint8_t pipeIndex) {
+    DiagnosticLog* const recorder = DiagnosticLog::shared();
     offerToLearn(packet);
     PacketCutter cutter(packet);
     bool isEnded = false;
     while (const auto message = cutter.next()) {
         isEnded = isLastOfList && cutter.isAtEnd();
+        if (recorder) recorder->received(pipeIndex, message->data(), message->size(), isEnded);
         chain.send({message->data(), message->size(), timeStamp, isEnded});
     }
     return isEnded;
@@ -76,7 +80,9 @@ void MidiInTool::createInputPort() {
     const auto read = [weak = weakSelf()](const PacketListView& list, std::uintptr_t) {
         if (const auto tool = weak.lock()) tool->receive(list);
     };
-    MIDIService::current().MIDIInputPortCreateWithBlock(client, "Varnolex Pipe Input", read, port);
+    const MIDIStatus status =
+        MIDIService::current().MIDIInputPortCreateWithBlock(client, "Varnolex Pipe Input", read, port);
+    VarnolexLogger::shared().check(status, "MidiInTool.createInputPort");
 }
 
 void MidiInTool::connectToSource(std::int32_t uniqueID) {
@@ -87,6 +93,7 @@ void MidiInTool::connectToSource(std::int32_t uniqueID) {
     if (found == 0 || MIDIService::current().MIDIPortConnectSource(port, found, 0) != midiSuccess) return;
     source = found;
     online = true;
+    recordEvent(DiagnosticLog::InputEvent::connected, uniqueID, false);
     if (const auto name = displayNameOf(found)) keep([&](MidiInSettings& kept) { kept.endpointName = *name; });
 }
 
@@ -103,12 +110,14 @@ void MidiInTool::connectToVirtualInput(const std::shared_ptr<VirtualInput>& inpu
         if (const auto tool = weak.lock()) tool->receive({bytes, length}, timeStamp, isLastInBatch);
     });
     online = true;
+    recordEvent(DiagnosticLog::InputEvent::connected, input->uniqueID(), true);
 }
 
 void MidiInTool::disconnectSource() {
     if (source == 0 || port == 0) return;
     MIDIService::current().MIDIPortDisconnectSource(port, std::exchange(source, 0));
     online = false;
+    recordEvent(DiagnosticLog::InputEvent::disconnected, settings().endpointUniqueID, false);
 }
 
 void MidiInTool::disconnectVirtualInput() {
@@ -117,7 +126,10 @@ void MidiInTool::disconnectVirtualInput() {
 }
 
 void MidiInTool::detachVirtualInput() {
-    if (const auto input = virtualInput.lock()) input->removeChainCallback(id());
+    if (const auto input = virtualInput.lock()) {
+        input->removeChainCallback(id());
+        recordEvent(DiagnosticLog::InputEvent::disconnected, input->uniqueID(), true);
+    }
     virtualInput.reset();
     online = source != 0;
 }
@@ -158,13 +170,14 @@ std::shared_ptr<ToolChain> MidiInTool::openChain() const { return isEnabled() ? 
 
 void MidiInTool::receive(const PacketListView& list) {
     const auto open = openChain();
-    if (!open) return;
+    if (!open) return recordDrop();
+    if (isDropping.get()) isDropping.set(false);
     bool hasArrived = false;
     bool isEnded = false;
     for (const Packet& packet : list) {
         if (packet.bytes.empty()) continue;
         const HostTime timeStamp = packet.timeStamp != 0 ? packet.timeStamp : Runtime::current().hostTime();
-        isEnded = sendMessages(packet.bytes, timeStamp, packet.isLast, *open);
+        isEnded = sendMessages(packet.bytes, timeStamp, packet.isLast, *open, diagnosticPipeIndex.get());
         hasArrived = true;
     }
     if (!hasArrived) return;
@@ -174,10 +187,24 @@ void MidiInTool::receive(const PacketListView& list) {
 
 void MidiInTool::receive(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList) {
     const auto open = openChain();
-    if (!open || packet.empty()) return;
-    const bool isEnded = sendMessages(packet, timeStamp, isLastOfList, *open);
+    if (!open) return recordDrop();
+    if (isDropping.get()) isDropping.set(false);
+    if (packet.empty()) return;
+    const bool isEnded = sendMessages(packet, timeStamp, isLastOfList, *open, diagnosticPipeIndex.get());
     if (isLastOfList && !isEnded) endBatch(timeStamp, *open);
     flashLamp();
+}
+
+void MidiInTool::recordDrop() {
+    using Event = DiagnosticLog::InputEvent;
+    if (!DiagnosticLog::shared() || isDropping.exchange(true)) return;
+    recordEvent(isEnabled() ? Event::droppedWithoutChain : Event::droppedDisabled, std::nullopt, false);
+}
+
+void MidiInTool::recordEvent(DiagnosticLog::InputEvent event, std::optional<std::int32_t> uniqueID,
+                             bool isVirtual) const {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared())
+        recorder->inputEvent(diagnosticPipeIndex.get(), event, uniqueID.value_or(0), isVirtual);
 }
 
 void MidiInTool::flashLamp() {

@@ -6,6 +6,7 @@
 
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
+#include "platform/DiagnosticLog.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -69,6 +70,8 @@ public:
     MIDIEndpointRef connectedEndpoint() const { return source; }
     std::shared_ptr<VirtualInput> connectedVirtualInput() const { return virtualInput.lock(); }
 
+    void chainWasWired(std::uint8_t pipeIndex) override { diagnosticPipeIndex.set(pipeIndex); }
+
 protected:
     void settingsDidChange(const MidiInSettings& before) override;
 
@@ -84,6 +87,8 @@ private:
     std::shared_ptr<ToolChain> openChain() const;
     void receive(const PacketListView& list);
     void receive(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList);
+    void recordDrop();
+    void recordEvent(DiagnosticLog::InputEvent event, std::optional<std::int32_t> uniqueID, bool isVirtual) const;
     void flashLamp();
     void lightLamp();
 
@@ -99,6 +104,11 @@ private:
     WorkItem activityWorkItem;
     /// Set from the first message until the lamp has gone out again: the lamp costs the read thread one look.
     SharedValue<bool> flashScheduled{false};
+
+    /// The graph's number in the flight recorder.
+    SharedValue<std::uint8_t> diagnosticPipeIndex{0};
+    /// Set while nothing gets through, so that a row of lost packets is recorded once.
+    SharedValue<bool> isDropping{false};
 };
 
 }  // namespace varnolex

@@ -4,6 +4,7 @@
 
 #include "endpoints/VirtualOutput.hpp"
 #include "engine/ToolChain.hpp"
+#include "platform/VarnolexLogger.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/endpoints/EndpointLookup.hpp"
 
@@ -37,16 +38,24 @@ MidiOutTool::MidiOutTool() : ConfiguredTool(midiOutDefinition) {}
 
 void MidiOutTool::process(const ChainMessage& message, ToolChain& chain) {
     const MidiOutSettings::RealTime now = current();
-    outgoing.with([&](Outgoing& out) {
-        if (!message.isEmptyCarrier() && canSend(out)) {
-            const bool isRewritten = !now.noteOffVelocity && message.isThreeBytes(0x80);
+    const bool isRewritten = !now.noteOffVelocity && message.isThreeBytes(0x80);
+    const bool hasPlace = outgoing.with([&](Outgoing& out) {
+        const bool isOpen = message.isEmptyCarrier() || canSend(out);
+        if (isOpen && !message.isEmptyCarrier()) {
             if (isRewritten)
                 out.batch.append(ShortMessage::noteOn(message.channel(), message.data1(), 0), message.timeStamp);
             else
                 out.batch.append({message.bytes, message.length}, message.timeStamp);
         }
         if (message.isLastInBatch || out.batch.isOverfull()) flush(out);
+        return isOpen;
     });
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared()) {
+        if (!hasPlace)
+            recordDrop();
+        else if (!message.isEmptyCarrier())
+            recordMessage(message, isRewritten, *recorder);
+    }
     if (now.passThrough) chain.forward(message);
 }
 
@@ -60,13 +69,49 @@ void MidiOutTool::flush(Outgoing& now) const {
     if (now.batch.isEmpty()) return;
     const MIDIEndpointRef managed = virtualOutputRef.get();
     const MIDIEndpointRef source = managed != 0 ? managed : ownSourceMode.get() ? now.virtualSourceRef : 0;
+    MIDIService& service = MIDIService::current();
+    MIDIStatus status = midiSuccess;
+    const auto keepFault = [&](MIDIStatus outcome) {
+        if (outcome != midiSuccess) status = outcome;
+    };
     if (source != 0)
-        now.batch.sendAll([&](const PacketListView& list) { MIDIService::current().MIDIReceived(source, list); });
+        now.batch.sendAll([&](const PacketListView& list) { keepFault(service.MIDIReceived(source, list)); });
     else if (now.endpointRef != 0)
-        now.batch.sendAll([&](const PacketListView& list) {
-            MIDIService::current().MIDISend(now.outputPort, now.endpointRef, list);
-        });
+        now.batch.sendAll(
+            [&](const PacketListView& list) { keepFault(service.MIDISend(now.outputPort, now.endpointRef, list)); });
+    if (std::exchange(now.status, status) != status)
+        recordStatus(source != 0 ? DiagnosticLog::OutputCall::received : DiagnosticLog::OutputCall::send, status);
+    if (const std::size_t lists = now.batch.listCount(); lists > 1)
+        recordEvent(DiagnosticLog::OutputEvent::batchInSeveralLists, static_cast<std::uint32_t>(lists));
     now.batch.clear();
+}
+
+void MidiOutTool::recordMessage(const ChainMessage& message, bool isRewritten, DiagnosticLog& recorder) {
+    if (isDropping.get()) isDropping.set(false);
+    const std::uint8_t graph = diagnosticPipeIndex.get();
+    if (!isRewritten) return recorder.sent(graph, message.bytes, message.length, message.isLastInBatch);
+    const ShortMessage rewritten = ShortMessage::noteOn(message.channel(), message.data1(), 0);
+    const std::span<const std::uint8_t> bytes = rewritten;
+    recorder.sent(graph, bytes.data(), bytes.size(), message.isLastInBatch);
+}
+
+void MidiOutTool::recordDrop() {
+    using Event = DiagnosticLog::OutputEvent;
+    if (isDropping.exchange(true)) return;
+    const Event reason = ownSourceMode.get() ? Event::droppedWithoutOwnSource
+                         : online.get()      ? Event::droppedWithoutReference
+                                             : Event::droppedOffline;
+    recordEvent(reason, 0);
+}
+
+void MidiOutTool::recordEvent(DiagnosticLog::OutputEvent event, std::uint32_t value) const {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared())
+        recorder->outputEvent(diagnosticPipeIndex.get(), event, value);
+}
+
+void MidiOutTool::recordStatus(DiagnosticLog::OutputCall call, MIDIStatus status) const {
+    if (DiagnosticLog* const recorder = DiagnosticLog::shared())
+        recorder->outputStatus(diagnosticPipeIndex.get(), call, status);
 }
 
 void MidiOutTool::start(std::uint32_t midiClient) {
@@ -74,10 +119,12 @@ void MidiOutTool::start(std::uint32_t midiClient) {
     if (client == 0) return;
     if (outputPort() == 0) {
         MIDIPortRef made = 0;
-        if (MIDIService::current().MIDIOutputPortCreate(client, "Varnolex Pipe Output", made) == midiSuccess)
+        const MIDIStatus status = MIDIService::current().MIDIOutputPortCreate(client, "Varnolex Pipe Output", made);
+        if (status == midiSuccess)
             outgoing.with([&](Outgoing& out) { out.outputPort = made; });
         else
             online.set(false);
+        reportFault(status, DiagnosticLog::OutputCall::createPort, "MidiOutTool.start MIDIOutputPortCreate");
     }
     if (isVirtual()) createVirtualSource();
 }
@@ -94,9 +141,17 @@ void MidiOutTool::stop() {
 void MidiOutTool::createVirtualSource() {
     if (client == 0 || virtualSourceRef() != 0) return;
     MIDIEndpointRef made = 0;
-    if (MIDIService::current().MIDISourceCreate(client, sourceName(), made) != midiSuccess) return;
+    const MIDIStatus status = MIDIService::current().MIDISourceCreate(client, sourceName(), made);
+    if (status != midiSuccess)
+        return reportFault(status, DiagnosticLog::OutputCall::createSource, "MidiOutTool.createVirtualSource");
     outgoing.with([&](Outgoing& out) { out.virtualSourceRef = made; });
     online.set(true);
+}
+
+void MidiOutTool::reportFault(MIDIStatus status, DiagnosticLog::OutputCall call, std::string_view context) const {
+    if (status == midiSuccess) return;
+    VarnolexLogger::shared().check(status, context);
+    recordStatus(call, status);
 }
 
 std::string MidiOutTool::sourceName() const { return name().empty() ? "Varnolex Output" : name(); }
@@ -116,6 +171,9 @@ void MidiOutTool::connectToDestination(std::int32_t uniqueID) {
     const MIDIEndpointRef found = client != 0 ? findDestination(uniqueID) : 0;
     outgoing.with([&](Outgoing& out) { out.endpointRef = found; });
     online.set(found != 0);
+    recordEvent(
+        found != 0 ? DiagnosticLog::OutputEvent::connectedDestination : DiagnosticLog::OutputEvent::disconnected,
+        static_cast<std::uint32_t>(uniqueID));
     if (found == 0) return;
     if (const auto shown = displayNameOf(found)) keep([&](MidiOutSettings& kept) { kept.endpointName = *shown; });
 }
@@ -133,6 +191,7 @@ void MidiOutTool::connectToVirtualOutput(const std::shared_ptr<VirtualOutput>& o
     virtualOutput = output;
     virtualOutputRef.set(output->endpointRef());
     online.set(output->endpointRef() != 0);
+    recordEvent(DiagnosticLog::OutputEvent::connectedVirtualOutput, static_cast<std::uint32_t>(output->uniqueID()));
 }
 
 void MidiOutTool::disconnectVirtualOutput() {
@@ -141,9 +200,10 @@ void MidiOutTool::disconnectVirtualOutput() {
 }
 
 void MidiOutTool::detachVirtualOutput() {
-    virtualOutputRef.set(0);
+    const bool wasAttached = virtualOutputRef.exchange(0) != 0;
     virtualOutput.reset();
     if (virtualSourceRef() == 0 && endpointRef() == 0) online.set(false);
+    if (wasAttached) recordEvent(DiagnosticLog::OutputEvent::disconnected, 0);
 }
 
 void MidiOutTool::releaseDestination() {

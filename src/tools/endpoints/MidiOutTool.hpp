@@ -8,6 +8,7 @@
 
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
+#include "platform/DiagnosticLog.hpp"
 #include "tools/endpoints/PendingBatch.hpp"
 
 namespace varnolex {
@@ -80,6 +81,7 @@ public:
     bool isOnline() const { return online.get(); }
 
     void recordWasApplied() override;
+    void chainWasWired(std::uint8_t pipeIndex) override { diagnosticPipeIndex.set(pipeIndex); }
 
     /// An older record asked for own-source mode: the tool wants a virtual output in its place.
     bool needsVirtualOutputMigration() const { return needsMigration; }
@@ -101,6 +103,8 @@ private:
         MIDIEndpointRef endpointRef = 0;
         MIDIEndpointRef virtualSourceRef = 0;
         MIDIPortRef outputPort = 0;
+        /// Of the last list that was sent: the flight recorder hears of changes.
+        MIDIStatus status = midiSuccess;
     };
 
     /// Writes into the settings what a connection method has done.
@@ -109,9 +113,15 @@ private:
 
     void detachVirtualOutput();
     std::string sourceName() const;
+    void reportFault(MIDIStatus status, DiagnosticLog::OutputCall call, std::string_view context) const;
     /// Under the lock, as the following.
     bool canSend(const Outgoing& now) const;
     void flush(Outgoing& now) const;
+
+    void recordMessage(const ChainMessage& message, bool isRewritten, DiagnosticLog& recorder);
+    void recordDrop();
+    void recordEvent(DiagnosticLog::OutputEvent event, std::uint32_t value) const;
+    void recordStatus(DiagnosticLog::OutputCall call, MIDIStatus status) const;
 
     MIDIClientRef client = 0;
     std::weak_ptr<VirtualOutput> virtualOutput;
@@ -124,6 +134,11 @@ private:
     /// The virtual output's source, for the processing road; 0 when none is attached.
     SharedValue<MIDIEndpointRef> virtualOutputRef{0};
     Guarded<Outgoing> outgoing;
+
+    /// The graph's number in the flight recorder.
+    SharedValue<std::uint8_t> diagnosticPipeIndex{0};
+    /// Set while messages have nowhere to go, so that a row of lost ones is recorded once.
+    SharedValue<bool> isDropping{false};
 };
 
 }  // namespace varnolex

@@ -28,6 +28,8 @@ public:
     bool isEmpty() const { return earlierEnds.empty() && list.count() == 0; }
     bool isOverfull() const { return earlierLists.size() >= sizeLimit; }
 
+    std::size_t listCount() const { return earlierEnds.size() + (list.count() > 0 ? 1 : 0); }
+
     void append(std::span<const std::uint8_t> message, HostTime timeStamp) {
         if (list.add(timeStamp, message)) return;
         finishList();

@@ -2,6 +2,7 @@
 #include "endpoints/VirtualInput.hpp"
 #include "engine/MIDILearnCoordinator.hpp"
 #include "support/AllocationTrap.hpp"
+#include "support/RecordedEvents.hpp"
 #include "tools/endpoints/MidiInTool.hpp"
 
 namespace varnolex::testing {
@@ -180,6 +181,27 @@ public:
 private:
     std::size_t& count;
 };
+
+TEST_F(MidiInToolTest, tellsTheFlightRecorderWhatArrivesAndWhyNothingDoes) {
+    RecordedEvents events(probe.runtime);
+    in.chainWasWired(3);
+    in.connectToSource(77);
+    hear(OwnedList{{5, {0x90, 60, 1, 61, 1, 0xF8}}, {6, {0xF0, 1, 2, 0xF7}}});
+    EXPECT_EQ(events.take(),
+              (Texts{"7: 3 77 0 0 1", "4: 3 144 60 1 0", "4: 3 144 61 1 0", "4: 3 248 0 0 0", "4: 3 240 1 2 3"}));
+    for (int round = 0; round < 2; ++round) {
+        in.setEnabled(false);
+        hear(OwnedList{{5, {0x90, 60, 1}}});
+        hear(OwnedList{{5, {0x90, 60, 1}}});
+        EXPECT_EQ(events.take(), Texts{"7: 3 0 0 0 3"}) << "once, until something gets through again";
+        in.setEnabled(true);
+        hear(OwnedList{{5, {0x90, 60, 1}}});
+        events.take();
+    }
+    VirtualInput input("Port", 0x1234);
+    in.connectToVirtualInput(std::shared_ptr<VirtualInput>(std::shared_ptr<void>(), &input));
+    EXPECT_EQ(events.take(), (Texts{"7: 3 77 0 0 2", "7: 3 52 18 1 1"}));
+}
 
 TEST_F(MidiInToolTest, allocatesNothingPerList) {
     in.connectToSource(77);

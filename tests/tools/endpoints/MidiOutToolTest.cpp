@@ -3,7 +3,9 @@
 #include "EndpointProbe.hpp"
 #include "endpoints/VirtualPortManager.hpp"
 #include "platform/DefaultsStore.hpp"
+#include "platform/VarnolexLogger.hpp"
 #include "support/AllocationTrap.hpp"
+#include "support/RecordedEvents.hpp"
 #include "tools/endpoints/MidiOutTool.hpp"
 
 namespace varnolex::testing {
@@ -194,6 +196,38 @@ TEST_F(MidiOutToolTest, readsOwnSourceModeOfOldRecordsAsAWishAndNeverWritesIt) {
     EXPECT_FALSE(out.needsVirtualOutputMigration());
     apply(false, {});
     EXPECT_FALSE(out.needsVirtualOutputMigration());
+}
+
+TEST_F(MidiOutToolTest, tellsTheFlightRecorderWhatItSendsAndWhatIsRefused) {
+    RecordedEvents events(probe.runtime);
+    out.chainWasWired(2);
+    probe.send({0x90, 60, 1});
+    probe.send({0x90, 60, 1});
+    EXPECT_EQ(events.take(), Texts{"14: 2 5 0 0 0"}) << "a row of lost messages is told of once";
+    out.connectToDestination(55);
+    probe.send({0x90, 60, 1}, false);
+    probe.send({0x80, 60, 64}, true);
+    EXPECT_EQ(events.take(), (Texts{"14: 2 1 55 0 0", "5: 2 144 60 1 0", "5: 2 144 60 0 5"}));
+    probe.service.failNext(MemoryService::Operation::MIDISend, -6, 2);
+    for (int note = 0; note < 4; ++note) probe.send({0x90, 60, 1});
+    EXPECT_EQ(events.take(), (Texts{"13: 2 3 250 255 0", "5: 2 144 60 1 1", "5: 2 144 60 1 1", "13: 2 3 0 0 0",
+                                    "5: 2 144 60 1 1", "5: 2 144 60 1 1"}))
+        << "a status is recorded when it changes";
+    out.connectToDestination(56);
+    EXPECT_EQ(events.take(), Texts{"14: 2 0 56 0 0"});
+}
+
+TEST_F(MidiOutToolTest, reportsWhatTheServiceRefuses) {
+    Texts lines;
+    const auto former = VarnolexLogger::shared().replaceSink([&](std::string_view line) { lines.emplace_back(line); });
+    out.stop();
+    probe.service.failNext(MemoryService::Operation::MIDIOutputPortCreate, -9);
+    probe.service.failNext(MemoryService::Operation::MIDISourceCreate, -8);
+    out.setVirtual(true);
+    out.start(probe.client);
+    VarnolexLogger::shared().replaceSink(former);
+    EXPECT_EQ(lines, (Texts{"MidiOutTool.start MIDIOutputPortCreate: status -9",
+                            "MidiOutTool.createVirtualSource: status -8"}));
 }
 
 TEST_F(MidiOutToolTest, allocatesNothingPerMessage) {
