@@ -15,6 +15,11 @@
 #include "cli/ToolsCommand.hpp"
 #include "cli/Version.hpp"
 #include "cli/WindowStart.hpp"
+#include "cli/live/ListCommand.hpp"
+#include "cli/live/MonitorCommand.hpp"
+#include "cli/live/RecordCommand.hpp"
+#include "cli/live/RunCommand.hpp"
+#include "cli/live/SendCommand.hpp"
 #include "platform/RandomSeed.hpp"
 
 namespace varnolex {
@@ -57,6 +62,11 @@ public:
         addTools();
         addDump();
         addConvert();
+        addList();
+        addMonitor();
+        addSend();
+        addRecord();
+        addRun();
     }
 
     void parse(std::vector<std::string> words) {
@@ -178,7 +188,10 @@ private:
     void addDump() {
         CLI::App* sub = add("dump", "Print the typed messages of recorded input",
                             [this] { runDump(dumpInput, dumpJSON, dumpAssemble); });
-        sub->add_option("INPUT", dumpInput, "A MIDI file (.mid), a SysEx file (.syx) or event text; - by default");
+        sub->add_option(
+            "INPUT", dumpInput,
+            "A MIDI file (.mid), a SysEx file (.syx), a file of the flight recorder (.vxld) or event text; - "
+            "by default");
         sub->add_flag("--json", dumpJSON, "Write one JSON object a line");
         sub->add_flag("--assemble", dumpAssemble, "Fold NRPN and RPN sequences into single messages");
     }
@@ -188,6 +201,88 @@ private:
                             [this] { runConvert(convertIn, convertOut); });
         sub->add_option("IN", convertIn, "The document or patch to read")->required();
         sub->add_option("OUT", convertOut, "Where to write it")->required();
+    }
+
+    /// Live commands choose a service, and those that go on by themselves may be given an end.
+    static void addService(CLI::App* sub, MIDIServiceKind& service) {
+        static const std::map<std::string, MIDIServiceKind> kinds{{"auto", MIDIServiceKind::automatic},
+                                                                  {"jack", MIDIServiceKind::jack},
+                                                                  {"alsa", MIDIServiceKind::alsa},
+                                                                  {"memory", MIDIServiceKind::memory}};
+        sub->add_option("--midi", service, "The MIDI service: auto, jack, alsa or memory (auto)")
+            ->type_name("SERVICE")
+            ->transform(CLI::CheckedTransformer(kinds).description(""));
+    }
+
+    static void addDuration(CLI::App* sub, std::optional<double>& seconds) {
+        sub->add_option("--for", seconds, "End after this time; when interrupted, otherwise")
+            ->type_name("SECONDS")
+            ->check(CLI::Range(0.0, 1e8));
+    }
+
+    void addList() {
+        CLI::App* sub = add("list", "List the MIDI endpoints of the system with their unique IDs",
+                            [this] { runList(listService, listJSON); });
+        sub->add_flag("--json", listJSON, "Write a JSON array");
+        addService(sub, listService);
+    }
+
+    void addMonitor() {
+        CLI::App* sub = add("monitor", "Print live messages as they come", [this] { runMonitor(monitor); });
+        sub->add_option("ENDPOINT", monitor.endpoints,
+                        "Names or unique IDs of sources or destinations; all by default");
+        sub->add_option("--kind", monitor.kinds, "Only messages of this kind, such as noteOn; may be repeated")
+            ->type_name("KIND")
+            ->expected(1);
+        sub->add_option("--channel", monitor.channels, "Only voice messages of this channel, 1 to 16; may be repeated")
+            ->type_name("N")
+            ->expected(1)
+            ->check(CLI::Range(1, 16));
+        sub->add_flag("--json", monitor.json, "Write one JSON object a line");
+        sub->add_flag("--rates", monitor.rates, "Tell the rate of each endpoint once a second, on standard error");
+        addDuration(sub, monitor.seconds);
+        addService(sub, monitor.service);
+    }
+
+    void addSend() {
+        CLI::App* sub = add("send", "Play a recording to a destination, paced by its times", [this] { runSend(send); });
+        sub->add_option("ENDPOINT", send.endpoint, "The destination's name or unique ID")->required();
+        sub->add_option("FILE", send.input, "A MIDI file (.mid), a SysEx file (.syx) or event text; - by default");
+        addService(sub, send.service);
+    }
+
+    void addRecord() {
+        CLI::App* sub = add("record", "Record what sources play", [this] { runRecord(record); });
+        sub->add_option("ENDPOINT", record.endpoints, "Names or unique IDs of sources; all by default");
+        sub->add_option("-o,--output", record.output, "A MIDI file (.mid) or event text; - by default")
+            ->type_name("FILE");
+        sub->add_flag("--json", record.json, "Write JSON lines in place of event text");
+        addDuration(sub, record.seconds);
+        addService(sub, record.service);
+    }
+
+    void addRun() {
+        CLI::App* sub = add("run", "Run a studio graph live", [this] { callRun(); });
+        sub->add_option("PATCH", runFile,
+                        "A document (.varnolex), a patch (.vxpatch) or a text in the patch language; left out with "
+                        "--patch");
+        sub->add_option("--patch", liveRun.patch.text, "The patch language text itself")->type_name("TEXT");
+        sub->add_option("--studio", liveRun.patch.studio, "Which studio of a document; the current one by default")
+            ->type_name("NAME");
+        sub->add_option("--in", liveRun.input, "The source for inputs that have none of their own")->type_name("NAME");
+        sub->add_option("--out", liveRun.output, "The destination for outputs that have none of their own")
+            ->type_name("NAME");
+        sub->add_flag("--start", liveRun.pressStart, "Press Start on every clock and generator");
+        addDuration(sub, liveRun.seconds);
+        addService(sub, liveRun.service);
+    }
+
+    void callRun() {
+        if (!runFile && !document.empty()) runFile = document;
+        if (runFile && liveRun.patch.text) throw UsageError("run takes a PATCH or --patch, not both");
+        if (!runFile && !liveRun.patch.text) throw UsageError("run needs a PATCH, or --patch TEXT");
+        if (runFile) liveRun.patch.file = *runFile;
+        runRun(liveRun);
     }
 
     CLI::App app;
@@ -214,6 +309,14 @@ private:
 
     std::string convertIn;
     std::string convertOut;
+
+    MIDIServiceKind listService = MIDIServiceKind::automatic;
+    bool listJSON = false;
+    MonitorOptions monitor;
+    SendOptions send;
+    RecordOptions record;
+    RunOptions liveRun;
+    std::optional<std::string> runFile;
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "cli/MusicInput.hpp"
+#include "cli/RecorderDump.hpp"
 #include "cli/Streams.hpp"
 #include "core/MessageParser.hpp"
 #include "core/NRPNAssembler.hpp"
@@ -84,6 +85,7 @@ private:
 }  // namespace
 
 void runDump(const std::string& file, bool json, bool assemble) {
+    if (isRecorderFileName(file)) return dumpRecorder(file, json);
     const MusicInput input = MusicInput::read(file);
     VirtualRuntime runtime;
     const RuntimeScope scope(runtime);
