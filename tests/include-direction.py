@@ -5,7 +5,7 @@ import pathlib
 import re
 import sys
 
-# Each subsystem may use those before it. `app` will stand before `cli` once it has a file.
+# Each subsystem may use those before it.
 ORDER = ["platform", "core", "endpoints", "engine", "tools", "studio", "language", "app", "cli", "tap"]
 HEAVY = re.compile(r"^(asio|nlohmann/json\.hpp|CLI|Q[A-Z]|JavaScriptCore|lua|jack/)")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')

@@ -205,13 +205,18 @@ private:
 
     /// Live commands choose a service, and those that go on by themselves may be given an end.
     static void addService(CLI::App* sub, MIDIServiceKind& service) {
-        static const std::map<std::string, MIDIServiceKind> kinds{{"auto", MIDIServiceKind::automatic},
-                                                                  {"jack", MIDIServiceKind::jack},
-                                                                  {"alsa", MIDIServiceKind::alsa},
-                                                                  {"memory", MIDIServiceKind::memory}};
-        sub->add_option("--midi", service, "The MIDI service: auto, jack, alsa or memory (auto)")
-            ->type_name("SERVICE")
-            ->transform(CLI::CheckedTransformer(kinds).description(""));
+        static const std::map<std::string, MIDIServiceKind, std::less<>> kinds{{"auto", MIDIServiceKind::automatic},
+                                                                               {"jack", MIDIServiceKind::jack},
+                                                                               {"alsa", MIDIServiceKind::alsa},
+                                                                               {"memory", MIDIServiceKind::memory}};
+        const auto choose = [&service](const std::string& name) {
+            const auto found = kinds.find(name);
+            if (found == kinds.end())
+                throw CLI::ValidationError("--midi", "takes auto, jack, alsa or memory, not \"" + name + "\"");
+            service = found->second;
+        };
+        sub->add_option_function<std::string>("--midi", choose, "The MIDI service: auto, jack, alsa or memory (auto)")
+            ->type_name("SERVICE");
     }
 
     static void addDuration(CLI::App* sub, std::optional<double>& seconds) {

@@ -17,7 +17,7 @@ constexpr std::size_t longestPacket = 65535;
 
 }  // namespace
 
-MusicInput MusicInput::read(const std::string& file) {
+MusicInput MusicInput::read(const std::string& file, LongPackets longPackets) {
     const std::string content = readInput(file);
     const std::string name = inputName(file);
     MusicInput input;
@@ -33,7 +33,7 @@ MusicInput MusicInput::read(const std::string& file) {
     } catch (const SysExFileError& error) {
         throw CommandFailure(name + ": " + error.what());
     }
-    input.refuseLongPackets(name);
+    if (longPackets == LongPackets::refused) input.refuseLongPackets(name);
     return input;
 }
 

@@ -22,9 +22,12 @@ public:
         std::uint32_t endpoint = 0;
     };
 
+    /// Whether messages that no packet of the service holds are refused.
+    enum class LongPackets : std::uint8_t { refused, accepted };
+
     /// Reads a Standard MIDI File, a SysEx file or event text, by the name's ending; "-" is event text from standard
     /// input. Throws with a sentence that names the file and the place.
-    static MusicInput read(const std::string& file);
+    static MusicInput read(const std::string& file, LongPackets longPackets = LongPackets::refused);
 
     const std::vector<Packet>& packets() const { return list; }
     std::span<const std::uint8_t> bytes(const Packet& packet) const {

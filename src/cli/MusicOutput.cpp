@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "cli/CommandFailure.hpp"
 #include "core/midifile/StandardMIDIFile.hpp"
 #include "core/text/EventText.hpp"
 
@@ -53,6 +54,17 @@ std::string MusicOutput::midiFile(const MIDIFile* model) const {
     for (const Packet& packet : list)
         file.append(file.tracks[packet.endpoint], map.nearestTick(packet.time), bytes(packet));
     return StandardMIDIFile::write(file);
+}
+
+void writeMusic(const MusicOutput& music, const std::string& file, const MIDIFile* model, bool asJSON) {
+    try {
+        writeOutput(file, [&](const OutputSink& sink) {
+            if (isMIDIFileName(file)) return sink(music.midiFile(model));
+            asJSON ? music.writeEventJSON(sink) : music.writeEventText(sink);
+        });
+    } catch (const MIDIFileError& error) {
+        throw CommandFailure(file + ": " + error.what());
+    }
 }
 
 }  // namespace varnolex

@@ -60,4 +60,8 @@ private:
     std::vector<std::uint8_t> arena;
 };
 
+/// Writes what was heard, in order, to a MIDI file by the name's ending and else as event text or JSON; "-" is standard
+/// output. `model` is as for `MusicOutput::midiFile`. Throws `CommandFailure` or `FileError`.
+void writeMusic(const MusicOutput& music, const std::string& file, const MIDIFile* model, bool asJSON);
+
 }  // namespace varnolex

@@ -19,14 +19,6 @@ std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput
     return ClockFeed(*options.clockBPM);
 }
 
-void write(const MusicOutput& output, const MusicInput& input, const RenderOptions& options) {
-    writeOutput(options.output, [&](const OutputSink& sink) {
-        if (isMIDIFileName(options.output))
-            return sink(output.midiFile(input.midiFile() ? &*input.midiFile() : nullptr));
-        options.json ? output.writeEventJSON(sink) : output.writeEventText(sink);
-    });
-}
-
 void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) {
     std::fprintf(stderr, "messages in: %zu, out: %zu, dropped: %llu\nvirtual duration: %.3f s, real duration: %.3f s\n",
                  input.packets().size(), run.output().size(), static_cast<unsigned long long>(run.droppedPackets()),
@@ -49,11 +41,7 @@ void runRender(const RenderOptions& options) {
     if (options.pressStart) run.pressStart();
     run.feed(input, clockFor(options, input, map), Nanoseconds(std::llround(options.tailSeconds * 1e9)));
     run.finish();
-    try {
-        write(run.output(), input, options);
-    } catch (const MIDIFileError& error) {
-        throw CommandFailure(options.output + ": " + error.what());
-    }
+    writeMusic(run.output(), options.output, input.midiFile() ? &*input.midiFile() : nullptr, options.json);
     if (options.stats) tellStats(run, input, stopwatch.elapsed());
 }
 

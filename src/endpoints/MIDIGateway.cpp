@@ -16,7 +16,7 @@ MIDIGateway& MIDIGateway::shared() {
     return gateway;
 }
 
-void MIDIGateway::start(MIDIClientRef midiClient) {
+void MIDIGateway::start(MIDIClientRef midiClient, MessagePorts* messagePorts) {
     assertMainThread();
     if (std::exchange(started, true)) return;
     flood.reset();
@@ -24,11 +24,16 @@ void MIDIGateway::start(MIDIClientRef midiClient) {
     stream = std::make_unique<PortInputStream>(midiClient);
     stream->messageHandler = [this](const MessageList& messages) { dispatchSourceMessages(messages); };
     stream->start();
+    if (!messagePorts) return;
+    listener = std::make_unique<MIDIInterceptor>(*messagePorts);
+    listener->onMessages = [this](const MessageList& messages) { dispatchListenerMessages(messages); };
+    listener->start();
 }
 
 void MIDIGateway::stop() {
     assertMainThread();
     stream.reset();
+    listener.reset();
     started = false;
 }
 

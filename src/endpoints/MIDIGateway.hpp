@@ -7,6 +7,7 @@
 
 #include "endpoints/FloodFilter.hpp"
 #include "endpoints/input/PortInputStream.hpp"
+#include "endpoints/interceptor/MIDIInterceptor.hpp"
 
 namespace varnolex {
 
@@ -26,8 +27,9 @@ public:
     /// The one of this process.
     static MIDIGateway& shared();
 
-    /// Opens the inputs for this client of the MIDI service. Nothing when it was started.
-    void start(MIDIClientRef midiClient);
+    /// Opens the inputs for this client of the MIDI service, and the interceptor when there are message ports over
+    /// which its driver may answer. Nothing when it was started. `messagePorts` must outlive the gateway's running.
+    void start(MIDIClientRef midiClient, MessagePorts* messagePorts = nullptr);
 
     /// Closes the inputs: at the end of the session. Subscribers stay, and it may be started again.
     void stop();
@@ -53,6 +55,8 @@ public:
 
     /// Null before `start`.
     PortInputStream* portInputStream() { return stream.get(); }
+    /// Null before `start`, and without message ports.
+    MIDIInterceptor* interceptor() { return listener.get(); }
 
 private:
     /// Shared, so that a handler that subscribes or unsubscribes doesn't end one that runs.
@@ -66,6 +70,7 @@ private:
     Subscribers sourceSubscribers;
     Subscribers listenerSubscribers;
     std::unique_ptr<PortInputStream> stream;
+    std::unique_ptr<MIDIInterceptor> listener;
 };
 
 }  // namespace varnolex

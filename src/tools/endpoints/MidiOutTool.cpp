@@ -42,6 +42,7 @@ void MidiOutTool::process(const ChainMessage& message, ToolChain& chain) {
     const bool hasPlace = outgoing.with([&](Outgoing& out) {
         const bool isOpen = message.isEmptyCarrier() || canSend(out);
         if (isOpen && !message.isEmptyCarrier()) {
+            out.notes.observe({message.bytes, message.length});
             if (isRewritten)
                 out.batch.append(ShortMessage::noteOn(message.channel(), message.data1(), 0), message.timeStamp);
             else
@@ -136,6 +137,14 @@ void MidiOutTool::stop() {
     releaseOwnSource();
     const MIDIPortRef port = outgoing.with([](Outgoing& out) { return std::exchange(out.outputPort, 0); });
     if (port != 0) MIDIService::current().MIDIPortDispose(port);
+}
+
+void MidiOutTool::endSoundingNotes() {
+    outgoing.with([&](Outgoing& out) {
+        out.notes.end(
+            [&](std::span<const std::uint8_t> noteOff) { out.batch.append(noteOff, Runtime::current().hostTime()); });
+        flush(out);
+    });
 }
 
 void MidiOutTool::createVirtualSource() {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/SoundingNotes.hpp"
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
 #include "platform/DiagnosticLog.hpp"
@@ -52,6 +53,9 @@ public:
     /// Sends what is pending, then ends every connection, the own source and the port. What was chosen stays in the
     /// settings.
     void stop() override;
+
+    /// Sends a Note Off for every note that sounds by what was sent: for whoever leaves while a graph plays.
+    void endSoundingNotes();
 
     /// Makes the own source under the tool's name, once, when a client is known.
     void createVirtualSource();
@@ -100,6 +104,7 @@ private:
     /// What sending needs, together behind one lock, so that two threads can't mix their batches.
     struct Outgoing {
         PendingBatch batch;
+        SoundingNotes notes;
         MIDIEndpointRef endpointRef = 0;
         MIDIEndpointRef virtualSourceRef = 0;
         MIDIPortRef outputPort = 0;

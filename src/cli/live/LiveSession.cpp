@@ -1,0 +1,48 @@
+#include "cli/live/LiveSession.hpp"
+
+#include <cmath>
+
+#include "cli/CommandFailure.hpp"
+
+namespace varnolex {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// How long a user who interrupts may have to wait: a signal can't wake the main queue by itself.
+constexpr Nanoseconds interruptionStep = 20ms;
+
+}  // namespace
+
+std::optional<Nanoseconds> durationOf(std::optional<double> seconds) {
+    if (!seconds) return std::nullopt;
+    return Nanoseconds(std::llround(*seconds * 1e9));
+}
+
+LiveSession::LiveSession(MIDIServiceKind kind) : service(openMIDIService(kind)), serviceScope(*service) {
+    directory.setup();
+}
+
+LiveSession::~LiveSession() = default;
+
+void LiveSession::run(std::optional<Nanoseconds> duration) {
+    // What is still to be done after an interruption isn't ended by the same one.
+    const bool wasInterrupted = isInterrupted();
+    const RepeatingTimer watch = runtime.mainQueue().repeating(0, interruptionStep, [this, wasInterrupted] {
+        if (isInterrupted() && !wasInterrupted) end();
+    });
+    WorkItem limit;
+    if (duration) limit = runtime.mainQueue().after(*duration, [this] { end(); });
+    runtime.runMain();
+    limit.cancel();
+    if (failure) throw CommandFailure(*std::exchange(failure, std::nullopt));
+}
+
+void LiveSession::end() { runtime.stopMain(); }
+
+void LiveSession::fail(std::string sentence) {
+    if (!failure) failure = std::move(sentence);
+    end();
+}
+
+}  // namespace varnolex

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "endpoints/MIDIManager.hpp"
+#include "endpoints/ServiceChoice.hpp"
+#include "platform/Interruption.hpp"
+#include "platform/RealRuntime.hpp"
+
+namespace varnolex {
+
+/// A user's number of seconds, of at most 1e8.
+std::optional<Nanoseconds> durationOf(std::optional<double> seconds);
+
+/// What a command that works with live MIDI stands on: the real runtime, a MIDI service and the directory of its
+/// endpoints. Its thread is the main thread.
+class LiveSession {
+public:
+    /// Throws `MIDIServiceError` when the service that was asked for doesn't answer.
+    explicit LiveSession(MIDIServiceKind kind);
+    ~LiveSession();
+    LiveSession(const LiveSession&) = delete;
+    LiveSession& operator=(const LiveSession&) = delete;
+
+    MIDIManager& endpoints() { return directory; }
+    std::string_view backendName() const { return service->backendName(); }
+
+    /// Serves the main queue until the user interrupts, `end` is called, or `duration` has passed. Throws what `fail`
+    /// was given.
+    void run(std::optional<Nanoseconds> duration = std::nullopt);
+
+    /// Ends `run` after the task that is running.
+    void end();
+
+    /// Ends `run`, which throws `CommandFailure` with this sentence.
+    void fail(std::string sentence);
+
+    /// Whether the user has asked for the end.
+    bool isInterrupted() const { return interruption.isRequested(); }
+
+private:
+    RealRuntime runtime;
+    RuntimeScope runtimeScope{runtime};
+    std::unique_ptr<MIDIService> service;
+    MIDIServiceScope serviceScope;
+    MIDIManager directory;
+    Interruption interruption;
+    std::optional<std::string> failure;
+};
+
+}  // namespace varnolex

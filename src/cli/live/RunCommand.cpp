@@ -1,0 +1,44 @@
+#include "cli/live/RunCommand.hpp"
+
+#include "cli/Streams.hpp"
+#include "cli/live/LiveBinding.hpp"
+#include "cli/live/LiveSession.hpp"
+#include "platform/DiagnosticLog.hpp"
+
+namespace varnolex {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// How long a service may take to let the last messages out.
+constexpr Nanoseconds lastMessages = 100ms;
+
+}  // namespace
+
+void runRun(const RunOptions& options) {
+    LiveSession session(options.service);
+    MIDIManager& endpoints = session.endpoints();
+    DiagnosticLog recorder(DiagnosticLog::userFile());
+    const DiagnosticLogScope recorderScope(recorder);
+    recorder.applicationStarted();
+
+    ModularEngine engine;
+    engine.clientRef = endpoints.clientRef();
+    engine.showsParticles = false;
+    const auto modular = loadPatch(options.patch, engine);
+    LiveBinding binding(*modular, endpoints, {options.input, options.output}, tellUser);
+    endpoints.onEndpointsChanged = [&binding] { binding.update(); };
+    if (options.pressStart)
+        for (const auto& node : modular->nodes)
+            if (Transport* transport = node->tool->transport()) transport->startPlaying();
+    tellUser("\"" + modular->name + "\" runs on " + std::string(session.backendName()) + "; Ctrl-C ends it");
+
+    session.run(durationOf(options.seconds));
+    endpoints.onEndpointsChanged = nullptr;
+    engine.setEnabled(false, *modular);
+    for (const auto& output : binding.outputTools()) output->endSoundingNotes();
+    session.run(lastMessages);
+    engine.removeModular(*modular);
+}
+
+}  // namespace varnolex
