@@ -34,7 +34,7 @@ struct Session {
 };
 
 /// A driver that plays to its destination by itself, ten lists at a time, until it is killed.
-[[noreturn]] void runDriver(const std::filesystem::path& folder, int ready) {
+void runDriver(const std::filesystem::path& folder, int ready) {
     Session session(folder);
     MemoryTap tap(session.service);
     TapServer server(session.ports, tap);
@@ -47,7 +47,6 @@ struct Session {
     });
     if (::write(ready, "y", 1) != 1) ::_exit(1);
     session.bench.runtime->runMain();
-    ::_exit(0);
 }
 
 class TapProcessTest : public testing::Test {
@@ -55,8 +54,7 @@ protected:
     pid_t startDriver() {
         std::array<int, 2> ends{};
         EXPECT_EQ(::pipe(ends.data()), 0);
-        const pid_t child = ::fork();
-        if (child == 0) runDriver(path, ends[1]);
+        const pid_t child = runInChild([&] { runDriver(path, ends[1]); });
         ::close(ends[1]);
         char answer = 0;
         EXPECT_EQ(::read(ends[0], &answer, 1), 1);
@@ -101,8 +99,7 @@ TEST_F(TapProcessTest, AnInterceptorSurvivesTheSuddenDeathOfTheDriverAndFindsThe
 TEST_F(TapProcessTest, ADriverForgetsAClientThatDiedOrStalls) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
+    const pid_t child = runInChild([&] {
         // Waits for the driver, then wants its destination and never looks at what comes.
         char go = 0;
         if (::read(ends[0], &go, 1) != 1) ::_exit(1);
@@ -111,8 +108,7 @@ TEST_F(TapProcessTest, ADriverForgetsAClientThatDiedOrStalls) {
         interceptor.start();
         interceptor.add({.uniqueID = 9, .displayName = "Synth", .endpointRef = own.synth});
         ::raise(SIGSTOP);
-        ::_exit(0);
-    }
+    });
     Session session(path);
     MemoryTap tap(session.service);
     TapServer server(session.ports, tap);

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
+#include <thread>
 
 #include "platform/ports/SocketMessagePorts.hpp"
 
@@ -51,5 +53,15 @@ private:
     std::condition_variable changed;
     std::vector<Thing> things;
 };
+
+/// Runs a function in a program of its own, ended with it or by a signal. It gets a fresh thread there: what a thread
+/// remembers of itself would be that of the test.
+template <class Run>
+pid_t runInChild(Run run) {
+    const pid_t child = ::fork();
+    if (child != 0) return child;
+    std::thread(std::move(run)).join();
+    ::_exit(0);
+}
 
 }  // namespace varnolex

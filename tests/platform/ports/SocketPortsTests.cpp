@@ -176,13 +176,11 @@ TEST_F(SocketPortsTest, ALateReplyIsNotTakenForTheNextOne) {
 TEST_F(SocketPortsTest, AProgramThatDiesSuddenlyLeavesItsNameToTheNext) {
     std::array<int, 2> ready{};
     ASSERT_EQ(::pipe(ready.data()), 0);
-    const pid_t child = ::fork();
-    if (child == 0) {
+    const pid_t child = runInChild([&] {
         const auto port = openEcho();
         const char answer = port ? 'y' : 'n';
         if (::write(ready[1], &answer, 1) == 1) ::pause();
-        ::_exit(0);
-    }
+    });
     char answer = 0;
     ASSERT_EQ(::read(ready[0], &answer, 1), 1);
     ASSERT_EQ(answer, 'y');
