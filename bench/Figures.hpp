@@ -20,6 +20,9 @@ void measureTools(const Effort& effort, Figures& figures);
 /// From bytes to typed, shared messages.
 void measureParser(const Effort& effort, Figures& figures);
 
+/// From the buffers of the sources to what tabs show.
+void measureMonitoring(const Effort& effort, Figures& figures);
+
 /// Loading, saving and merging Standard MIDI Files.
 void measureMIDIFiles(const Effort& effort, Figures& figures);
 

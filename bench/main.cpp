@@ -15,9 +15,10 @@ void measureAll(const Effort& effort, std::string_view only, Figures& figures) {
         void (*measure)(const Effort&, Figures&);
     };
     constexpr Group groups[]{
-        {"walk", measureWalks},      {"tools", measureTools},         {"parser", measureParser},
-        {"files", measureMIDIFiles}, {"documents", measureDocuments}, {"render", measureRender},
-        {"start", measureStart},
+        {"walk", measureWalks},      {"tools", measureTools},
+        {"parser", measureParser},   {"monitoring", measureMonitoring},
+        {"files", measureMIDIFiles}, {"documents", measureDocuments},
+        {"render", measureRender},   {"start", measureStart},
     };
     for (const Group& group : groups)
         if (only.empty() || only == group.name) group.measure(effort, figures);
@@ -38,9 +39,10 @@ int main(int argc, char** argv) {
         } else if (word == "--only" && index + 1 < argc) {
             only = argv[++index];
         } else {
-            std::fprintf(stderr,
-                         "usage: varnolex-bench [--quick] [--only walk|tools|parser|files|documents|render|start]"
-                         " | --walk NODES\n");
+            std::fprintf(
+                stderr,
+                "usage: varnolex-bench [--quick] [--only walk|tools|parser|monitoring|files|documents|render|start]"
+                " | --walk NODES\n");
             return 2;
         }
     }

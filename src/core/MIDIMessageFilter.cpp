@@ -42,6 +42,7 @@ bool MIDIMessageFilter::passes(const Message& message, std::uint16_t hiddenChann
 
 MessageList MIDIMessageFilter::filtered(const MessageList& messages, Zone firstZone, Zone secondZone) const {
     const std::uint16_t hidden = hiddenByZones(firstZone, secondZone);
+    if (kinds.contains(MessageTypeMask::all) && channels == 0xFFFF && hidden == 0) return messages;
     MessageList passed;
     passed.reserve(messages.size());
     for (const MessageRef& message : messages)

@@ -10,8 +10,7 @@ namespace varnolex {
 
 namespace {
 
-SharedName nameOf(const MessageRef& message) {
-    static const SharedName unknown("Unknown");
+SharedName nameOf(const MessageRef& message, SharedName unknown) {
     const SharedName name = message->originatingEndpointName;
     return name ? name : unknown;
 }
@@ -57,10 +56,11 @@ void FloodFilter::findGroups(const MessageList& batch) {
     groups.clear();
     runs.clear();
     groupIndices.clear();
+    static const SharedName unknown("Unknown");
     for (std::size_t begin = 0; begin < batch.size();) {
-        const SharedName name = nameOf(batch[begin]);
+        const SharedName name = nameOf(batch[begin], unknown);
         std::size_t end = begin + 1;
-        while (end < batch.size() && nameOf(batch[end]) == name) ++end;
+        while (end < batch.size() && nameOf(batch[end], unknown) == name) ++end;
         const std::size_t group = groupNamed(name);
         groups[group].count += end - begin;
         runs.push_back({group, begin, end});
