@@ -66,7 +66,9 @@ std::string deviceOfAlias(const std::string& alias) {
 /// Fills the buffer of one port in one cycle.
 class PortSink final : public JackEventSink {
 public:
-    PortSink(void* portBuffer, std::size_t cycleBytes) : buffer(portBuffer), budget(cycleBytes) {
+    /// With `countingLosses` nobody hears the port, and every event is counted as lost.
+    PortSink(void* portBuffer, std::size_t cycleBytes, JackLosses* countingLosses)
+        : buffer(portBuffer), losses(countingLosses), budget(cycleBytes) {
         jack_midi_clear_buffer(buffer);
         whole = std::min(jack_midi_max_event_size(buffer), budget);
     }
@@ -79,11 +81,13 @@ public:
         if (!data) return false;
         std::copy(event.begin(), event.end(), data);
         budget -= std::min(budget, event.size() + eventOverhead);
+        if (losses) losses->packets.add(1);
         return true;
     }
 
 private:
     void* const buffer;
+    JackLosses* const losses;
     std::size_t budget;
     std::size_t whole = 0;
 };
@@ -258,8 +262,9 @@ void JackClient::process(std::uint32_t frames) {
         for (const JackGraph::Outlet& each : now->outlets) {
             void* const buffer = jack_port_get_buffer(each.port->handle(), frames);
             if (!buffer) continue;
-            PortSink sink(buffer, cycleBytes);
-            each.outlet->drain(cycle, sink);
+            const bool isHeard = !each.isForOneReceiver || jack_port_connected(each.port->handle()) > 0;
+            PortSink sink(buffer, cycleBytes, isHeard ? nullptr : losses.get());
+            if (each.outlet->mayFlow(isHeard)) each.outlet->drain(cycle, sink);
         }
     });
     cycleCount.add(1);

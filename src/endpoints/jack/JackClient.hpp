@@ -49,6 +49,8 @@ struct JackGraph {
     struct Outlet {
         std::shared_ptr<JackPort> port;
         std::shared_ptr<JackOutlet> outlet;
+        /// It leads to a port of another client, and is of no use while it isn't connected.
+        bool isForOneReceiver = false;
     };
     std::vector<Inlet> inlets;
     std::vector<Outlet> outlets;

@@ -306,6 +306,7 @@ void JackOutlet::close() {
     heldCount = 0;
     if (current) lose(std::exchange(current, nullptr));
     isInSysEx = false;
+    isFlowing = false;
     lastFrame = 0;
     used.set(false);
 }

@@ -55,6 +55,10 @@ public:
 
     MIDIStatus send(MIDIPortRef port, const PacketListView& list) override;
 
+    /// Process thread: whether the outlet is to be drained. Until the port is heard for the first time behind a `close`
+    /// what is sent waits for it.
+    bool mayFlow(bool isHeard) { return isFlowing = isFlowing || isHeard; }
+
     /// Process thread: writes what leaves in this cycle.
     void drain(const JackCycle& cycle, JackEventSink& sink);
 
@@ -100,6 +104,7 @@ private:
     Mailbox<JackLetter*> mail{letterLimit};
 
     // The process thread's own.
+    bool isFlowing = false;
     Heap due;
     Heap ahead;
     std::uint64_t lastNumber = 0;

@@ -218,7 +218,7 @@ bool JackService::publishGraph() {
         const Endpoint* const own = find(reference, true);
         const Endpoint* const endpoint = own ? own : find(reference, false);
         if (link.outlet)
-            next->outlets.push_back({link.port, link.outlet});
+            next->outlets.push_back({link.port, link.outlet, own == nullptr});
         else
             next->inlets.push_back({link.port, reference, endpoint->isSource});
     }
