@@ -3,11 +3,8 @@
 #define ASIO_STANDALONE
 // A loop is one thread's: asio needs no fences there, which ThreadSanitizer doesn't know.
 #define ASIO_DISABLE_FENCED_BLOCK
-#include <pthread.h>
-#include <signal.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
-#include <sys/prctl.h>
 #include <sys/timerfd.h>
 #include <time.h>
 #include <unistd.h>
@@ -19,13 +16,11 @@
 #include <asio/posix/stream_descriptor.hpp>
 
 #include "platform/MonotonicTime.hpp"
+#include "platform/ServiceThread.hpp"
 
 namespace varnolex {
 
 namespace {
-
-/// Above every ordinary thread, below the audio servers, which a MIDI timer mustn't hold up.
-constexpr int timingPriority = 5;
 
 int orThrow(int descriptor, const char* what) {
     if (descriptor < 0) throw std::system_error(errno, std::generic_category(), what);
@@ -39,13 +34,6 @@ struct Descriptor {
     ~Descriptor() { ::close(number); }
     const int number;
 };
-
-bool askForRealTime(pthread_t thread) {
-    sched_param parameters{};
-    parameters.sched_priority = timingPriority;
-    return pthread_setschedparam(thread, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0 ||
-           pthread_setschedparam(thread, SCHED_FIFO, &parameters) == 0;
-}
 
 }  // namespace
 
@@ -96,15 +84,9 @@ QueueServer::QueueServer() : loop(std::make_unique<Loop>()) {}
 QueueServer::~QueueServer() { close(); }
 
 bool QueueServer::startThread(const std::string& name, bool isTiming) {
-    // Signals are the main thread's: a new thread inherits the mask of the one that makes it.
-    sigset_t all;
-    sigset_t former;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &former);
-    thread = std::thread([this, isTiming] { serve(isTiming); });
-    pthread_sigmask(SIG_SETMASK, &former, nullptr);
-    pthread_setname_np(thread.native_handle(), name.c_str());
-    return isTiming && askForRealTime(thread.native_handle());
+    ServiceThread started = startServiceThread(name, isTiming, [this] { serve(); });
+    thread = std::move(started.thread);
+    return started.isRealTime;
 }
 
 TaskSchedule::Ticket QueueServer::push(const void* owner, HostTime deadline, HostTime period, Task task) {
@@ -181,9 +163,7 @@ void QueueServer::acknowledge() { loop->context.poll(); }
 
 int QueueServer::descriptor() const { return loop->both.number; }
 
-void QueueServer::serve(bool isTiming) {
-    // The kernel may put ordinary wake-ups off by 50 us to gather them.
-    if (isTiming) prctl(PR_SET_TIMERSLACK, 1, 0, 0, 0);
+void QueueServer::serve() {
     while (!isClosing.load()) {
         const HostTime now = monotonicTime();
         while (!isClosing.load() && runOne(now)) {

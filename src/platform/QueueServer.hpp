@@ -67,7 +67,7 @@ private:
         bool isClosed = false;
     };
 
-    void serve(bool isTiming);
+    void serve();
 
     Guarded<Schedule> schedule;
     std::unique_ptr<Loop> loop;
