@@ -268,9 +268,7 @@ std::uint16_t DiagnosticLog::nameMark(std::string_view name) noexcept {
 }
 
 DiagnosticLogScope::DiagnosticLogScope(DiagnosticLog& log)
-    : former(DiagnosticLog::installed.exchange(&log, std::memory_order_acq_rel)) {
-    log.applicationStarted();
-}
+    : former(DiagnosticLog::installed.exchange(&log, std::memory_order_acq_rel)) {}
 
 DiagnosticLogScope::~DiagnosticLogScope() { DiagnosticLog::installed.store(former, std::memory_order_release); }
 

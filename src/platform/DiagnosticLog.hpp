@@ -119,8 +119,9 @@ private:
     RepeatingTimer flushTimer;
 };
 
-/// Makes a recorder that of the session for as long as the scope lives, and writes that the application has started.
-/// Scopes nest, and belong to the thread that starts and ends the session; whatever records has ended before it.
+/// Makes a recorder that of the session for as long as the scope lives. Scopes nest, and belong to the thread that
+/// starts and ends the session. Whatever thread records has ended before the recorder goes: the MIDI service before
+/// all.
 class DiagnosticLogScope {
 public:
     explicit DiagnosticLogScope(DiagnosticLog& log);

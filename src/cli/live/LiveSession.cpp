@@ -25,6 +25,12 @@ LiveSession::LiveSession(MIDIServiceKind kind) : service(openMIDIService(kind)),
 
 LiveSession::~LiveSession() = default;
 
+void LiveSession::startRecorder() {
+    recorder.emplace(DiagnosticLog::userFile());
+    recorderScope.emplace(*recorder);
+    recorder->applicationStarted();
+}
+
 void LiveSession::run(std::optional<Nanoseconds> duration) {
     // What is still to be done after an interruption isn't ended by the same one.
     const bool wasInterrupted = isInterrupted();

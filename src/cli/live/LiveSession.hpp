@@ -8,6 +8,7 @@
 
 #include "endpoints/MIDIManager.hpp"
 #include "endpoints/ServiceChoice.hpp"
+#include "platform/DiagnosticLog.hpp"
 #include "platform/Interruption.hpp"
 #include "platform/RealRuntime.hpp"
 
@@ -25,6 +26,9 @@ public:
     ~LiveSession();
     LiveSession(const LiveSession&) = delete;
     LiveSession& operator=(const LiveSession&) = delete;
+
+    /// Lets the user's flight recorder run with the session, from now on.
+    void startRecorder();
 
     MIDIManager& endpoints() { return directory; }
     std::string_view backendName() const { return service->backendName(); }
@@ -45,6 +49,9 @@ public:
 private:
     RealRuntime runtime;
     RuntimeScope runtimeScope{runtime};
+    // Before the service, whose threads record until it ends.
+    std::optional<DiagnosticLog> recorder;
+    std::optional<DiagnosticLogScope> recorderScope;
     std::unique_ptr<MIDIService> service;
     MIDIServiceScope serviceScope;
     MIDIManager directory;

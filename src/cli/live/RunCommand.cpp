@@ -3,7 +3,6 @@
 #include "cli/Streams.hpp"
 #include "cli/live/LiveBinding.hpp"
 #include "cli/live/LiveSession.hpp"
-#include "platform/DiagnosticLog.hpp"
 
 namespace varnolex {
 namespace {
@@ -18,9 +17,7 @@ constexpr Nanoseconds lastMessages = 100ms;
 void runRun(const RunOptions& options) {
     LiveSession session(options.service);
     MIDIManager& endpoints = session.endpoints();
-    DiagnosticLog recorder(DiagnosticLog::userFile());
-    const DiagnosticLogScope recorderScope(recorder);
-    recorder.applicationStarted();
+    session.startRecorder();
 
     ModularEngine engine;
     engine.clientRef = endpoints.clientRef();
