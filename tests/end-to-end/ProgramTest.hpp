@@ -57,7 +57,8 @@ protected:
     /// Runs the program with the words of a call and this standard input. `meanwhile` gets its process id.
     Outcome run(const Words& words, const std::string& input = "",
                 const std::function<void(pid_t)>& meanwhile = {}) const {
-        const std::filesystem::path channels = folder.string() + ".channels";
+        // `meanwhile` may run the program too.
+        const std::filesystem::path channels = folder.string() + ".channels" + std::to_string(++callsSoFar);
         std::filesystem::create_directory(channels);
         std::ofstream(channels / "input", std::ios::binary) << input;
         const pid_t process = spawn(words, channels);
@@ -82,7 +83,12 @@ protected:
 
     std::filesystem::path folder;
 
+    /// What the program finds in its environment beside a home and a path.
+    std::vector<std::string> environment;
+
 private:
+    mutable int callsSoFar = 0;
+
     pid_t spawn(const Words& words, const std::filesystem::path& channels) const {
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
@@ -96,6 +102,7 @@ private:
         texts.insert(texts.end(), words.begin(), words.end());
         // No display, so that no call can open a window.
         std::vector<std::string> settings{"HOME=" + folder.string(), "PATH=/usr/bin:/bin"};
+        settings.insert(settings.end(), environment.begin(), environment.end());
         pid_t process = 0;
         const int error = posix_spawn(&process, VARNOLEX_PROGRAM, &actions, nullptr, pointers(texts).data(),
                                       pointers(settings).data());
