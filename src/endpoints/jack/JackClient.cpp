@@ -115,12 +115,12 @@ struct JackClient::Callbacks {
     static void registered(jack_port_id_t id, int isThere, void* self) {
         auto* const client = static_cast<JackClient*>(self);
         const jack_port_t* const port = isThere ? jack_port_by_id(client->client, id) : nullptr;
-        if (port) client->arrivals.with([&](auto& list) { list.emplace_back(jack_port_name(port)); });
+        if (port) note(client->arrivals, std::string(jack_port_name(port)));
         client->on.changed();
     }
     static void renamed(jack_port_id_t, const char* from, const char* to, void* self) {
         auto* const client = static_cast<JackClient*>(self);
-        client->renames.with([&](auto& list) { list.push_back({from, to}); });
+        note(client->renames, Rename{from, to});
         client->on.changed();
     }
     static void described(jack_uuid_t, const char*, jack_property_change_t, void* self) {

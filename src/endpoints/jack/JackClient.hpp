@@ -116,6 +116,15 @@ private:
 
     JackClient(_jack_client* opened, std::shared_ptr<JackTiming> sharedTiming, std::shared_ptr<JackLosses> sharedLosses,
                Calls calls);
+    /// Nobody has to look at the notes, so their number is limited.
+    template <class Note>
+    static void note(Guarded<std::vector<Note>>& notes, Note next) {
+        constexpr std::size_t limit = 4096;
+        notes.with([&](auto& list) {
+            if (list.size() < limit) list.push_back(std::move(next));
+        });
+    }
+
     void process(std::uint32_t frames);
     JackCycle readCycle(std::uint32_t frames);
     void receive(const JackGraph& graph, const JackCycle& cycle, std::uint32_t frames);

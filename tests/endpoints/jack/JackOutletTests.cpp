@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "endpoints/ServiceFixture.hpp"
 #include "endpoints/UniqueID.hpp"
 #include "endpoints/UniqueIDTable.hpp"
 #include "endpoints/jack/JackOutlet.hpp"
+#include "platform/RealRuntime.hpp"
 #include "platform/VarnolexLogger.hpp"
 #include "platform/WholeFile.hpp"
 #include "support/AllocationTrap.hpp"
@@ -269,6 +272,45 @@ TEST_F(JackOutletTest, SteadyTrafficLeavesTheHeapAlone) {
     const AllocationTrap trap;
     play();
     EXPECT_EQ(trap.count(), 0u);
+}
+
+TEST(JackOutletThreads, ManySendersLoseNothingAndKeepTheirOrderEach) {
+    constexpr std::size_t senderCount = 3;
+    constexpr std::uint32_t sends = 20'000;
+    RealRuntime runtime;
+    const RuntimeScope scope(runtime);
+    const auto timing = std::make_shared<JackTiming>();
+    const auto losses = std::make_shared<JackLosses>();
+    JackOutlet outlet(timing, losses, nullptr);
+    const auto messageOf = [](std::size_t sender, std::uint32_t number) {
+        return Bytes{static_cast<std::uint8_t>(0xE0 + sender), static_cast<std::uint8_t>(number & 127),
+                     static_cast<std::uint8_t>(number >> 7 & 127)};
+    };
+    std::vector<std::jthread> senders;
+    for (std::size_t sender = 0; sender < senderCount; ++sender)
+        senders.emplace_back([&, sender] {
+            for (std::uint32_t number = 0; number < sends;) {
+                const OwnedList list{{0, messageOf(sender, number)}};
+                if (outlet.send(static_cast<MIDIPortRef>(sender), list) == midiSuccess)
+                    ++number;
+                else
+                    std::this_thread::yield();
+            }
+        });
+    std::array<std::uint32_t, senderCount> heard{};
+    std::size_t wrong = 0;
+    for (std::int64_t first = 0; heard != std::array<std::uint32_t, senderCount>{sends, sends, sends};
+         first += period) {
+        const JackCycle cycle{first, period, runtime.hostTime(), tick};
+        FakeSink sink(first, 32'000);
+        const JackTiming::Processing processing(*timing, cycle);
+        outlet.drain(cycle, sink);
+        for (const Event& event : sink.events) {
+            const std::size_t sender = event.bytes[0] - 0xE0u;
+            wrong += event.bytes != messageOf(sender, heard[sender]++);
+        }
+    }
+    EXPECT_EQ(wrong, 0u);
 }
 
 TEST(ClockPairingTest, FollowsADriftAndIgnoresReadingsThatWereDisturbed) {

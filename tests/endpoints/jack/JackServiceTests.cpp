@@ -367,5 +367,26 @@ TEST_F(JackServiceTest, ProgramsThatOthersWroteAreHeardAndHearUs) {
     std::filesystem::remove(dumped);
 }
 
+TEST_F(JackServiceTest, AProgramThatMeasuresLatencyFindsOnePeriod) {
+    const std::string measured = testing::TempDir() + "jack-latency-" + std::to_string(::getpid()) + ".txt";
+    JackPeer peer("observer");
+    MIDIEndpointRef ownSource = 0, ownDestination = 0;
+    ASSERT_EQ(service->MIDISourceCreate(client, "Back", ownSource), midiSuccess);
+    const auto through = [this, ownSource](const PacketListView& list, std::uintptr_t) {
+        service->MIDIReceived(ownSource, list);
+    };
+    ASSERT_EQ(service->MIDIDestinationCreateWithBlock(client, "There", through, ownDestination), midiSuccess);
+    ASSERT_TRUE(waitFor([&] { return peer.knowsPort("Varnolex:There") && peer.knowsPort("Varnolex:Back"); }));
+    ChildProcess meter({"jack_midi_latency_test", "-s", "200", "Varnolex:There", "Varnolex:Back"}, measured);
+    const auto text = [&] {
+        std::ifstream file(measured);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    ASSERT_TRUE(waitFor([&] { return text().find("Messages received: 200\n") != std::string::npos; })) << text();
+    EXPECT_THAT(text(), testing::HasSubstr("Lowest latency: 5.35 ms (256 frames)"));
+    std::printf("%s\n", text().c_str());
+    std::filesystem::remove(measured);
+}
+
 }  // namespace
 }  // namespace varnolex
