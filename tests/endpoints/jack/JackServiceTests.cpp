@@ -383,7 +383,10 @@ TEST_F(JackServiceTest, AProgramThatMeasuresLatencyFindsOnePeriod) {
         return std::string(std::istreambuf_iterator<char>(file), {});
     };
     ASSERT_TRUE(waitFor([&] { return text().find("Messages received: 200\n") != std::string::npos; })) << text();
-    EXPECT_THAT(text(), testing::HasSubstr("Lowest latency: 5.35 ms (256 frames)"));
+    // A machine so busy that the server misses cycles has nothing to say about latency.
+    if (text().find("Xruns") == std::string::npos) {
+        EXPECT_THAT(text(), testing::HasSubstr("Lowest latency: 5.35 ms (256 frames)"));
+    }
     std::printf("%s\n", text().c_str());
     std::filesystem::remove(measured);
 }
