@@ -178,7 +178,8 @@ void DiagnosticLog::attachment(std::function<void(const Attachment&)> done) {
         while (!held->recorder->takeMail()) {
         }
         held->recorder->flush();
-        held->recorder->mainQueue().async([answered = std::move(held)] {
+        auto& mainQueue = held->recorder->mainQueue();
+        mainQueue.async([answered = std::move(held)] {
             const auto log = answered->log.lock();
             if (!log) return;
             const auto& provider = (*log)->stateSnapshotProvider;

@@ -1,11 +1,11 @@
 #include <cstdio>
 #include <string>
 
+#include "endpoints/jack/JackService.hpp"
 #include "endpoints/tap/JackDestinationTap.hpp"
 #include "endpoints/tap/TapServer.hpp"
 #include "platform/Interruption.hpp"
 #include "platform/RealRuntime.hpp"
-#include "platform/SupportFolder.hpp"
 #include "platform/ports/SocketMessagePorts.hpp"
 
 namespace varnolex {
@@ -18,7 +18,7 @@ int serve() {
     const RuntimeScope scope(runtime);
     const Interruption interruption;
     SocketMessagePorts ports;
-    JackDestinationTap tap({.uniqueIDFile = SupportFolder().path() / "jack-unique-ids.json"});
+    JackDestinationTap tap({.uniqueIDFile = JackService::usualUniqueIDFile()});
     TapServer server(ports, tap);
     std::string failure;
     if (!server.start(failure)) {

@@ -11,7 +11,9 @@
 #include "cli/live/LiveSession.hpp"
 #include "core/MIDIMessageFilter.hpp"
 #include "core/text/MessageDescription.hpp"
+#include "endpoints/interceptor/DriverInstallation.hpp"
 #include "platform/DefaultsStore.hpp"
+#include "platform/VarnolexLogger.hpp"
 #include "platform/ports/SocketMessagePorts.hpp"
 
 namespace varnolex {
@@ -143,6 +145,8 @@ private:
 
 void runMonitor(const MonitorOptions& options) {
     kindsIn(options.kinds);
+    // Without a driver there is less to see, and no reason to see nothing.
+    if (const auto fault = ensureDriverInstalled()) VarnolexLogger::shared().log(*fault);
     LiveSession session(options.service);
     Monitor monitor(session, options);
     session.run(durationOf(options.seconds));

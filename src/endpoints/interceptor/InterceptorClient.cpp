@@ -48,13 +48,13 @@ InterceptorPortRef InterceptorClient::addPort(MIDIReadBlock read) {
     return ports.back();
 }
 
-void InterceptorClient::removePort(const InterceptorPortRef& port) {
-    const InterceptorPortRef held = port;
+// By value: the caller's reference may be the one in the list.
+void InterceptorClient::removePort(InterceptorPortRef port) {
     std::vector<MIDIEndpointRef> heard;
     for (const auto& [destination, list] : connections) heard.push_back(destination);
-    for (const MIDIEndpointRef destination : heard) disconnect(held, destination);
-    held->client.reset();
-    std::erase(ports, held);
+    for (const MIDIEndpointRef destination : heard) disconnect(port, destination);
+    port->client.reset();
+    std::erase(ports, port);
 }
 
 InterceptorStatus InterceptorClient::connect(const InterceptorPortRef& port, MIDIEndpointRef destination,

@@ -38,7 +38,7 @@ public:
     void close();
 
     InterceptorPortRef addPort(MIDIReadBlock read);
-    void removePort(const InterceptorPortRef& port);
+    void removePort(InterceptorPortRef port);
     InterceptorStatus connect(const InterceptorPortRef& port, MIDIEndpointRef destination, std::uintptr_t reference);
     InterceptorStatus disconnect(const InterceptorPortRef& port, MIDIEndpointRef destination);
 

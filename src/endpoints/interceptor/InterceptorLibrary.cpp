@@ -45,11 +45,11 @@ InterceptorStatus InterceptorLibrary::makeClient(InterceptorClientRef& client) {
     return interceptorSuccess;
 }
 
-InterceptorStatus InterceptorLibrary::disposeClient(const InterceptorClientRef& client) {
+// By value: the caller's reference may be the last but this one.
+InterceptorStatus InterceptorLibrary::disposeClient(InterceptorClientRef client) {
     return withinMemory([&] {
-        const InterceptorClientRef held = client;
-        if (clients.erase(held) == 0) return interceptorBadArgument;
-        held->close();
+        if (clients.erase(client) == 0) return interceptorBadArgument;
+        client->close();
         return interceptorSuccess;
     });
 }

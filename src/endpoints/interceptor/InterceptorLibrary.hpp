@@ -46,7 +46,7 @@ public:
     /// Signs on with the driver. A driver that has stopped in the middle of its work can hold this up for 300 s.
     InterceptorStatus createClient(InterceptorClientRef& client);
     /// Disposes of its ports too. No read block of the client runs any more when this has returned.
-    InterceptorStatus disposeClient(const InterceptorClientRef& client);
+    InterceptorStatus disposeClient(InterceptorClientRef client);
 
     /// `read` gets every packet list for a connected destination with the reference value of the connection. A call may
     /// be under way, and the block be kept for a while, when the port has been disposed of.

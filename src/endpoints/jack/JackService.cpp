@@ -3,6 +3,8 @@
 #include <chrono>
 #include <set>
 
+#include "platform/SupportFolder.hpp"
+
 namespace varnolex {
 
 namespace {
@@ -13,6 +15,8 @@ constexpr std::chrono::seconds pollPeriod{1};
 constexpr int stillPollsLimit = 3;
 
 }  // namespace
+
+std::filesystem::path JackService::usualUniqueIDFile() { return SupportFolder().path() / "jack-endpoints.json"; }
 
 JackService::JackService(Options chosen) : options(std::move(chosen)), uniqueIDs(options.uniqueIDFile) {
     connect();

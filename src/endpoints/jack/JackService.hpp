@@ -33,6 +33,9 @@ namespace varnolex {
 /// service's own queue, never twice at once.
 class JackService final : public EndpointTable {
 public:
+    /// Where all programs of ours keep displaced unique IDs, so that they agree on them: among the user's data.
+    static std::filesystem::path usualUniqueIDFile();
+
     struct Options {
         std::string clientName = "Varnolex";
         /// Empty for the server that JACK_DEFAULT_SERVER names, or the default one.
