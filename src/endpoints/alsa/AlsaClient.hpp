@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "endpoints/alsa/AlsaClock.hpp"
 #include "endpoints/alsa/AlsaEvents.hpp"
 #include "endpoints/alsa/AlsaSequencer.hpp"
 #include "platform/DescriptorThread.hpp"
@@ -37,13 +38,10 @@ public:
     bool setGraph(std::unique_ptr<const AlsaGraph> next) override;
 
 private:
-    class PortSink;
-
     AlsaClient(_snd_seq* opened, std::shared_ptr<Bell> sharedBell, std::shared_ptr<AlsaLosses> sharedLosses,
                Calls sequencerCalls);
     /// False when the sequencer refuses what we can't be without.
     bool prepare(const std::string& clientName);
-    void startQueue();
     void startThread();
     int addPort(const std::string& name, unsigned capabilities) const;
     bool isConnected(AlsaAddress foreign, bool isSource) const;
@@ -54,8 +52,6 @@ private:
     void add(const AlsaGraph::Inlet& inlet, const snd_seq_event& event);
     void addPacket(HostTime time, std::span<const std::uint8_t> bytes);
     void flush();
-    void pairClocks();
-    HostTime stampOf(const snd_seq_event& event);
     HostTime drain();
 
     _snd_seq* const sequencer;
@@ -67,8 +63,6 @@ private:
     /// destinations.
     int inPort = 0;
     int outPort = 0;
-    /// Runs as long as the client does and gives the time of delivery. Negative when the sequencer had none left.
-    int queue = -1;
     int descriptor = -1;
     Published<AlsaGraph> graph;
     Mailbox<AlsaAddress> arrivals{256};
@@ -78,13 +72,10 @@ private:
 
     // The thread's own.
     AlsaCodec codec;
+    std::unique_ptr<AlsaClock> clock;
     std::vector<std::uint8_t> listMemory;
     PacketListBuilder list;
     AlsaGraph::Inlet listInlet{};
-    bool isPaired = false;
-    std::int64_t clockDistance = 0;
-    HostTime readingTime = 0;
-    HostTime lastStamp = 0;
 
     std::unique_ptr<DescriptorThread> thread;
 };

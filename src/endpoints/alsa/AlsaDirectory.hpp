@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "endpoints/alsa/AlsaPorts.hpp"
+
+struct _snd_seq;
+
+namespace varnolex {
+
+/// The ports of other clients that a client may connect to: neither the system's own nor those that aren't for others.
+/// Main thread.
+std::vector<AlsaPortInfo> alsaForeignPorts(_snd_seq* sequencer);
+
+/// The clients that are connected to a source. Main thread.
+std::vector<std::uint8_t> alsaListeners(_snd_seq* sequencer, AlsaAddress source);
+
+}  // namespace varnolex
