@@ -32,6 +32,10 @@ void measureDocuments(const Effort& effort, Figures& figures);
 void measureRender(const Effort& effort, Figures& figures);
 void measureStart(const Effort& effort, Figures& figures);
 
+/// How late the ticks of a clock are on the real runtime, against a bare timer beside it: two minutes, or ten seconds
+/// in quick.
+void measureTimers(const Effort& effort, Figures& figures);
+
 /// Sends messages through `nodes` nodes in series and does nothing else: for a profiler, which collects inside
 /// `varnolexBenchWalk` alone.
 void walkForProfiler(std::size_t nodes, std::size_t messages);

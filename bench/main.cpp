@@ -19,6 +19,7 @@ void measureAll(const Effort& effort, std::string_view only, Figures& figures) {
         {"parser", measureParser},   {"monitoring", measureMonitoring},
         {"files", measureMIDIFiles}, {"documents", measureDocuments},
         {"render", measureRender},   {"start", measureStart},
+        {"timers", measureTimers},
     };
     for (const Group& group : groups)
         if (only.empty() || only == group.name) group.measure(effort, figures);
@@ -39,10 +40,10 @@ int main(int argc, char** argv) {
         } else if (word == "--only" && index + 1 < argc) {
             only = argv[++index];
         } else {
-            std::fprintf(
-                stderr,
-                "usage: varnolex-bench [--quick] [--only walk|tools|parser|monitoring|files|documents|render|start]"
-                " | --walk NODES\n");
+            std::fprintf(stderr,
+                         "usage: varnolex-bench [--quick] [--only "
+                         "walk|tools|parser|monitoring|files|documents|render|start|timers]"
+                         " | --walk NODES\n");
             return 2;
         }
     }
