@@ -106,6 +106,7 @@ TEST_F(LiveTest, runsAStudioThroughTheLossOfAPeerAndEndsItsNotes) {
     const Words call{"run", "--patch", "in -> transpose(12) -> out", "--in", "seq", "--out", "ear"};
     const Outcome outcome = run(call, "", [&](pid_t process) {
         EXPECT_TRUE(hearsMore());
+        EXPECT_THAT(run({"list"}).output, ::testing::Not(HasSubstr("Varnolex")));
         player->end(SIGKILL);
         EXPECT_TRUE(eventually([&] { return run({"list"}).output.find("  seq out\n") == std::string::npos; }));
         player = startPlayer();

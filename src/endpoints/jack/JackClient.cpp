@@ -92,6 +92,13 @@ private:
     std::size_t whole = 0;
 };
 
+/// Whether it is a port that a program of ours has for one endpoint of others: nobody is to play to it.
+bool servesOnePeer(const std::string& portName) {
+    const auto [clientPart, portPart] = splitName(portName);
+    return clientPart.starts_with("Varnolex") &&
+           (portPart.starts_with("from ") || portPart.starts_with("to ") || portPart.starts_with("tap "));
+}
+
 }  // namespace
 
 /// An inlet with events in this cycle.
@@ -227,7 +234,7 @@ std::vector<JackForeignPort> JackClient::foreignPorts() const {
         const char** const names = jack_get_ports(client, nullptr, JACK_DEFAULT_MIDI_TYPE, flags);
         for (const char** name = names; name && *name; ++name) {
             const jack_port_t* const port = jack_port_by_name(client, *name);
-            if (port && !jack_port_is_mine(client, port)) found.push_back({*name, isSource});
+            if (port && !jack_port_is_mine(client, port) && !servesOnePeer(*name)) found.push_back({*name, isSource});
         }
         jack_free(names);
     }

@@ -91,7 +91,7 @@ public:
     /// From the foreign port to ours or the other way round, by the direction of ours. Nothing if they are connected.
     void connectPorts(const JackPort& port, const std::string& foreignPort);
 
-    /// All MIDI ports of others.
+    /// All MIDI ports of others, without those that another program of ours keeps for a single peer.
     std::vector<JackForeignPort> foreignPorts() const;
     /// What a port tells of itself.
     MIDIEndpointDescription describe(const std::string& portName) const;
