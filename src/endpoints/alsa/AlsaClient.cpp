@@ -133,6 +133,13 @@ std::vector<std::uint8_t> AlsaClient::listeners(int port) const {
     return alsaListeners(sequencer, {static_cast<std::uint8_t>(ownClient), static_cast<std::uint8_t>(port)});
 }
 
+std::vector<std::uint8_t> AlsaClient::receivers(AlsaAddress destination) const {
+    auto clients = alsaPassesOn(sequencer, destination.client) ? alsaListeners(sequencer, destination)
+                                                               : std::vector<std::uint8_t>();
+    clients.push_back(destination.client);
+    return clients;
+}
+
 std::vector<AlsaPortInfo> AlsaClient::foreignPorts() const { return alsaForeignPorts(sequencer); }
 
 AlsaChanges AlsaClient::takeChanges() {

@@ -33,6 +33,7 @@ public:
     void renamePort(int port, const std::string& name) override;
     void removePort(int port) override;
     std::vector<std::uint8_t> listeners(int port) const override;
+    std::vector<std::uint8_t> receivers(AlsaAddress destination) const override;
     bool connect(AlsaAddress foreign, bool isSource) override;
     void disconnect(AlsaAddress foreign, bool isSource) override;
     bool setGraph(std::unique_ptr<const AlsaGraph> next) override;

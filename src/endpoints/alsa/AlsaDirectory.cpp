@@ -76,4 +76,11 @@ std::vector<AlsaPortInfo> alsaForeignPorts(_snd_seq* sequencer) {
     return found;
 }
 
+bool alsaPassesOn(_snd_seq* sequencer, int client) {
+    const auto info = makeAlsaRecord(snd_seq_client_info_malloc, snd_seq_client_info_free);
+    return snd_seq_get_any_client_info(sequencer, client, info.get()) >= 0 &&
+           snd_seq_client_info_get_type(info.get()) == SND_SEQ_KERNEL_CLIENT &&
+           snd_seq_client_info_get_card(info.get()) < 0;
+}
+
 }  // namespace varnolex

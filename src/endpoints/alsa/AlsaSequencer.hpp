@@ -73,6 +73,9 @@ public:
     virtual void removePort(int port) = 0;
     /// The clients that are connected to a source of ours.
     virtual std::vector<std::uint8_t> listeners(int port) const = 0;
+    /// The clients that get what is sent to a destination of others: its own, and those to whom a port of the system
+    /// without a device passes it on at once.
+    virtual std::vector<std::uint8_t> receivers(AlsaAddress destination) const = 0;
 
     /// Opens or closes the way from a source of others, or to a destination of others. False when it is refused.
     virtual bool connect(AlsaAddress foreign, bool isSource) = 0;

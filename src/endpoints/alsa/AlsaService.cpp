@@ -269,7 +269,7 @@ bool AlsaService::publishGraph() {
         else if (link.port)
             next->destinations.emplace(*link.port, inlet);
         else if (link.isConnected && link.outlet)
-            next->outlets.push_back({link.outlet, link.address, 0, {link.address->client}});
+            next->outlets.push_back({link.outlet, link.address, 0, sequencer->receivers(*link.address)});
         else if (link.isConnected)
             next->sources.emplace(*link.address, inlet);
     }

@@ -55,6 +55,7 @@ public:
     void renamePort(int port, const std::string& name) override { world.ownPorts[port] = name; }
     void removePort(int port) override { EXPECT_EQ(world.ownPorts.erase(port), 1u); }
     std::vector<std::uint8_t> listeners(int) const override { return {140}; }
+    std::vector<std::uint8_t> receivers(AlsaAddress destination) const override { return {destination.client}; }
     bool connect(AlsaAddress foreign, bool isSource) override {
         if (world.refusesConnections) return false;
         world.connections.emplace(foreign, isSource);
