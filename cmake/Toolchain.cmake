@@ -21,8 +21,11 @@ endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
     # In code that it has inlined, this compiler sees faults in optionals and strings that aren't there.
-    add_compile_options(-Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
+    set(faultsThatArentThere -Wno-maybe-uninitialized -Wno-array-bounds -Wno-stringop-overflow -Wno-stringop-overread
         -Wno-restrict)
+    add_compile_options(${faultsThatArentThere})
+    # What is optimised as a whole is inlined again when it is linked.
+    add_link_options(${faultsThatArentThere})
 endif()
 
 set(VARNOLEX_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")

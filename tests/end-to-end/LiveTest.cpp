@@ -37,8 +37,8 @@ protected:
         ASSERT_TRUE(eventually([&] { return run({"list"}).output.find(name) != std::string::npos; })) << name;
     }
 
-    bool eventually(const std::function<bool()>& isSo) const {
-        for (int attempt = 0; attempt < 500; ++attempt, pause(20))
+    static bool eventually(const std::function<bool()>& isSo, int looks = 500) {
+        for (int attempt = 0; attempt < looks; ++attempt, pause(20))
             if (isSo()) return true;
         return false;
     }
@@ -83,12 +83,21 @@ TEST_F(LiveTest, showsAndRecordsWhatOthersPlay) {
 }
 
 TEST_F(LiveTest, sendsAFileInItsOwnTime) {
-    const auto listener = startListener();
+    auto listener = startListener();
     waitForEndpoint("ear input");
     const std::string music = "0\t90 3C 40\n0.1\t80 3C 40\n0.2\tB0 07 7F\n0.2\tC0 05\n";
+    const auto hasCome = [&] { return heard().size() == 4; };
     EXPECT_EQ(output({"send", "ear"}, music), "");
     const std::vector<std::string> expected{"90 3c 40", "80 3c 40", "b0 07 7f"};
-    ASSERT_TRUE(eventually([&] { return heard().size() == 4; }));
+    // On a machine so busy that the server leaves cycles of the listener out, what was said in them is lost on it.
+    for (int attempt = 0; attempt < 3 && !eventually(hasCome, 50); ++attempt) {
+        std::printf("heard only %s\n", ::testing::PrintToString(heard()).c_str());
+        listener.reset();
+        listener = startListener();
+        waitForEndpoint("ear input");
+        EXPECT_EQ(output({"send", "ear"}, music), "");
+    }
+    ASSERT_TRUE(eventually(hasCome)) << ::testing::PrintToString(heard());
     const auto messages = heard();
     EXPECT_EQ(std::vector(messages.begin(), messages.begin() + 3), expected);
     EXPECT_THAT(messages[3], StartsWith("c0 05"));

@@ -4,6 +4,7 @@
 #include <jack/jack.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -62,7 +63,8 @@ public:
     static constexpr std::int64_t period = 256;
     static constexpr std::int64_t sampleRate = 48'000;
 
-    JackServer() : serverName("varnolex-test-" + std::to_string(::getpid())) {
+    JackServer() {
+        takeName();
         ::setenv("JACK_DEFAULT_SERVER", serverName.c_str(), 1);
         ::setenv("JACK_NO_START_SERVER", "1", 1);
         ::setenv("JACK_NO_AUDIO_RESERVATION", "1", 1);
@@ -71,6 +73,13 @@ public:
     }
 
     static bool isInstalled() { return ::access("/usr/bin/jackd", X_OK) == 0; }
+
+    ~JackServer() {
+        stop();
+        if (nameLock >= 0) ::close(nameLock);
+    }
+    JackServer(const JackServer&) = delete;
+    JackServer& operator=(const JackServer&) = delete;
 
     /// Returns when the server takes clients.
     void start() {
@@ -92,7 +101,21 @@ public:
     const std::string& name() const { return serverName; }
 
 private:
+    /// JACK keeps a slot for the name of every server that was killed, and has eight of them: names are used again,
+    /// each by one test program at a time.
+    void takeName() {
+        constexpr int nameCount = 4;
+        for (int number = 0; number < nameCount; ++number) {
+            serverName = "varnolex-test-" + std::to_string(number);
+            nameLock = ::open(("/tmp/" + serverName + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+            if (nameLock >= 0 && ::flock(nameLock, LOCK_EX | LOCK_NB) == 0) return;
+            if (nameLock >= 0) ::close(nameLock);
+        }
+        throw std::runtime_error("too many test programs want a JACK server at once");
+    }
+
     std::string serverName;
+    int nameLock = -1;
     std::unique_ptr<ChildProcess> process;
 };
 

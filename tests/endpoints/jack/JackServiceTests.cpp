@@ -385,7 +385,7 @@ TEST_F(JackServiceTest, AProgramThatMeasuresLatencyFindsOnePeriod) {
     ASSERT_TRUE(waitFor([&] { return text().find("Messages received: 200\n") != std::string::npos; })) << text();
     // A machine so busy that the server misses cycles has nothing to say about latency.
     if (text().find("Xruns") == std::string::npos) {
-        EXPECT_THAT(text(), testing::HasSubstr("Lowest latency: 5.35 ms (256 frames)"));
+        EXPECT_THAT(text(), testing::ContainsRegex("Lowest latency: [0-9.]+ ms \\(256 frames\\)"));
     }
     std::printf("%s\n", text().c_str());
     std::filesystem::remove(measured);
