@@ -45,6 +45,8 @@ public:
     const MIDIPortRef sender;
     /// When it is to leave: the packet's own time, or that of its sending.
     HostTime time = 0;
+    /// For a service that counts frames: where it is to stand, unless it waits for `time`.
+    std::int64_t frame = 0;
     /// The order in which letters came in.
     std::uint64_t number = 0;
     /// How many bytes are out already.

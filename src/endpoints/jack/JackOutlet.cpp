@@ -22,24 +22,24 @@ constexpr std::size_t smallestPiece = 512;
 /// A letter that is due waits for its frame no longer than this, should the server's frames stand still or jump.
 constexpr std::int64_t longestWaitInCycles = 3;
 
-bool isDueLater(const JackLetter* first, const JackLetter* second) {
+bool isDueLater(const OutgoingLetter* first, const OutgoingLetter* second) {
     return first->frame != second->frame ? first->frame > second->frame : first->number > second->number;
 }
 
-bool isAheadLater(const JackLetter* first, const JackLetter* second) {
+bool isAheadLater(const OutgoingLetter* first, const OutgoingLetter* second) {
     return first->time != second->time ? first->time > second->time : first->number > second->number;
 }
 
 template <class Order>
-void push(std::vector<JackLetter*>& heap, JackLetter* letter, Order isLater) {
+void push(std::vector<OutgoingLetter*>& heap, OutgoingLetter* letter, Order isLater) {
     heap.push_back(letter);
     std::push_heap(heap.begin(), heap.end(), isLater);
 }
 
 template <class Order>
-JackLetter* pop(std::vector<JackLetter*>& heap, Order isLater) {
+OutgoingLetter* pop(std::vector<OutgoingLetter*>& heap, Order isLater) {
     std::pop_heap(heap.begin(), heap.end(), isLater);
-    JackLetter* const letter = heap.back();
+    OutgoingLetter* const letter = heap.back();
     heap.pop_back();
     return letter;
 }
@@ -69,9 +69,9 @@ MIDIStatus JackOutlet::send(MIDIPortRef port, const PacketListView& list) {
     MIDIStatus status = midiSuccess;
     for (const Packet& packet : list) {
         for (auto rest = packet.bytes; !rest.empty();) {
-            const auto part = rest.first(std::min(rest.size(), JackLetter::longest));
+            const auto part = rest.first(std::min(rest.size(), OutgoingLetter::longest));
             rest = rest.subspan(part.size());
-            auto letter = JackLetter::make(port, part);
+            auto letter = OutgoingLetter::make(port, part);
             schedule(*letter, packet.timeStamp, now, cycle, isProcessing);
             if (post(std::move(letter), part.size())) continue;
             losses->packets.add(1);
@@ -83,9 +83,9 @@ MIDIStatus JackOutlet::send(MIDIPortRef port, const PacketListView& list) {
     return status;
 }
 
-bool JackOutlet::post(JackLetter::Pointer letter, std::size_t length) {
+bool JackOutlet::post(OutgoingLetter::Pointer letter, std::size_t length) {
     if (bytesUnderWay.add(length) <= bytesLimit) {
-        JackLetter* const posted = letter.get();
+        OutgoingLetter* const posted = letter.get();
         if (mail.post(letter.release())) return true;
         letter.reset(posted);
     }
@@ -93,7 +93,7 @@ bool JackOutlet::post(JackLetter::Pointer letter, std::size_t length) {
     return false;
 }
 
-void JackOutlet::schedule(JackLetter& letter, HostTime time, HostTime now, const JackCycle& cycle,
+void JackOutlet::schedule(OutgoingLetter& letter, HostTime time, HostTime now, const JackCycle& cycle,
                           bool isProcessing) const {
     letter.time = time != 0 ? time : now;
     if (cycle.frames == 0) {
@@ -118,7 +118,7 @@ void JackOutlet::drain(const JackCycle& cycle, JackEventSink& sink) {
     letHeldGo();
     endAbandonedSysEx(sink);
     resume(sink);
-    while (JackLetter* const letter = nextLetter(cycle.endFrame())) {
+    while (OutgoingLetter* const letter = nextLetter(cycle.endFrame())) {
         if (letter->isRealTime && sink.room() < roomForRealTime) {
             push(due, letter, isDueLater);
             break;
@@ -128,7 +128,7 @@ void JackOutlet::drain(const JackCycle& cycle, JackEventSink& sink) {
 }
 
 void JackOutlet::takeMail(const JackCycle& cycle) {
-    JackLetter* letter = nullptr;
+    OutgoingLetter* letter = nullptr;
     while (due.size() + heldCount < letterLimit && mail.take(letter)) {
         letter->number = ++lastNumber;
         if (letter->isAhead && ahead.size() < letterLimit) {
@@ -148,7 +148,7 @@ void JackOutlet::releaseWhatCameDue(const JackCycle& cycle) {
     while (!ahead.empty() && due.size() < letterLimit) {
         const std::int64_t frame = cycle.frameOf(ahead.front()->time);
         if (frame >= cycle.endFrame()) return;
-        JackLetter* const letter = pop(ahead, isAheadLater);
+        OutgoingLetter* const letter = pop(ahead, isAheadLater);
         letter->frame = frame;
         push(due, letter, isDueLater);
     }
@@ -162,19 +162,19 @@ void JackOutlet::resume(JackEventSink& sink) {
         isFull = true;
 }
 
-JackLetter* JackOutlet::nextLetter(std::int64_t endFrame) {
-    if (JackLetter* const letter = nextHeld()) return letter;
+OutgoingLetter* JackOutlet::nextLetter(std::int64_t endFrame) {
+    if (OutgoingLetter* const letter = nextHeld()) return letter;
     while (!due.empty() && due.front()->frame < endFrame) {
-        JackLetter* const letter = pop(due, isDueLater);
+        OutgoingLetter* const letter = pop(due, isDueLater);
         if (mayGo(*letter)) return letter;
         hold(letter);
     }
     return nullptr;
 }
 
-JackLetter* JackOutlet::nextHeld() {
+OutgoingLetter* JackOutlet::nextHeld() {
     for (; *heldCursor; heldCursor = &(*heldCursor)->next) {
-        JackLetter* const letter = *heldCursor;
+        OutgoingLetter* const letter = *heldCursor;
         if (!mayGo(*letter)) continue;
         *heldCursor = letter->next;
         if (!letter->next) heldEnd = heldCursor;
@@ -184,12 +184,12 @@ JackLetter* JackOutlet::nextHeld() {
     return nullptr;
 }
 
-bool JackOutlet::mayGo(const JackLetter& letter) const {
+bool JackOutlet::mayGo(const OutgoingLetter& letter) const {
     if (letter.isRealTime) return true;
     return !isFull && (!isInSysEx || letter.sender == sysExSender);
 }
 
-void JackOutlet::hold(JackLetter* letter) {
+void JackOutlet::hold(OutgoingLetter* letter) {
     letter->next = nullptr;
     *heldEnd = letter;
     heldEnd = &letter->next;
@@ -197,7 +197,7 @@ void JackOutlet::hold(JackLetter* letter) {
     ++heldCount;
 }
 
-void JackOutlet::emit(JackLetter* letter, const JackCycle& cycle, JackEventSink& sink) {
+void JackOutlet::emit(OutgoingLetter* letter, const JackCycle& cycle, JackEventSink& sink) {
     const std::int64_t own = std::clamp<std::int64_t>(letter->frame - cycle.firstFrame, 0, cycle.frames - 1);
     offset = std::max(offset, static_cast<std::uint32_t>(own));
     const bool wasInSysEx = isInSysEx;
@@ -211,7 +211,7 @@ void JackOutlet::emit(JackLetter* letter, const JackCycle& cycle, JackEventSink&
 }
 
 /// False when the rest has to wait for the next cycle.
-bool JackOutlet::emitBytes(JackLetter& letter, JackEventSink& sink) {
+bool JackOutlet::emitBytes(OutgoingLetter& letter, JackEventSink& sink) {
     const auto bytes = letter.bytes();
     while (letter.taken < bytes.size()) {
         const std::uint8_t byte = bytes[letter.taken];
@@ -230,7 +230,7 @@ bool JackOutlet::emitBytes(JackLetter& letter, JackEventSink& sink) {
     return true;
 }
 
-bool JackOutlet::emitSysEx(JackLetter& letter, JackEventSink& sink) {
+bool JackOutlet::emitSysEx(OutgoingLetter& letter, JackEventSink& sink) {
     const auto rest = letter.bytes().subspan(letter.taken);
     const bool isStart = rest[0] == 0xF0;
     const auto status = std::find_if(rest.begin() + isStart, rest.end(), [](auto byte) { return byte >= 0x80; });
@@ -251,7 +251,7 @@ bool JackOutlet::emitSysEx(JackLetter& letter, JackEventSink& sink) {
 }
 
 /// A channel or system common message, put together when running status or a real-time byte inside it asks for it.
-bool JackOutlet::emitShort(JackLetter& letter, JackEventSink& sink) {
+bool JackOutlet::emitShort(OutgoingLetter& letter, JackEventSink& sink) {
     const auto bytes = letter.bytes();
     std::size_t next = letter.taken;
     if (bytes[next] >= 0x80) letter.status = bytes[next++];
@@ -285,17 +285,17 @@ void JackOutlet::endAbandonedSysEx(JackEventSink& sink) {
     if (endSysEx(sink)) losses->packets.add(1);
 }
 
-void JackOutlet::end(JackLetter* letter) {
+void JackOutlet::end(OutgoingLetter* letter) {
     bytesUnderWay.add(static_cast<std::size_t>(0) - letter->bytes().size());
-    JackLetter::End{}(letter);
+    OutgoingLetter::End{}(letter);
 }
 
 void JackOutlet::close() {
-    const auto lose = [this](JackLetter* letter) {
+    const auto lose = [this](OutgoingLetter* letter) {
         losses->packets.add(1);
         end(letter);
     };
-    JackLetter* letter = nullptr;
+    OutgoingLetter* letter = nullptr;
     while (mail.take(letter)) lose(letter);
     std::for_each(due.begin(), due.end(), lose);
     std::for_each(ahead.begin(), ahead.end(), lose);

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "endpoints/EndpointRouting.hpp"
-#include "endpoints/jack/JackLetter.hpp"
+#include "endpoints/OutgoingLetter.hpp"
 #include "endpoints/jack/JackTiming.hpp"
 #include "platform/concurrency/LiveValue.hpp"
 #include "platform/concurrency/Mailbox.hpp"
@@ -74,26 +74,26 @@ public:
 
 private:
     /// Earliest on top, by what `isLater` compares.
-    using Heap = std::vector<JackLetter*>;
+    using Heap = std::vector<OutgoingLetter*>;
 
-    bool post(JackLetter::Pointer letter, std::size_t length);
-    void schedule(JackLetter& letter, HostTime time, HostTime now, const JackCycle& cycle, bool isProcessing) const;
+    bool post(OutgoingLetter::Pointer letter, std::size_t length);
+    void schedule(OutgoingLetter& letter, HostTime time, HostTime now, const JackCycle& cycle, bool isProcessing) const;
 
     void takeMail(const JackCycle& cycle);
     void releaseWhatCameDue(const JackCycle& cycle);
     void resume(JackEventSink& sink);
-    JackLetter* nextLetter(std::int64_t endFrame);
-    JackLetter* nextHeld();
-    bool mayGo(const JackLetter& letter) const;
-    void hold(JackLetter* letter);
+    OutgoingLetter* nextLetter(std::int64_t endFrame);
+    OutgoingLetter* nextHeld();
+    bool mayGo(const OutgoingLetter& letter) const;
+    void hold(OutgoingLetter* letter);
     void letHeldGo() { heldCursor = &held; }
-    void emit(JackLetter* letter, const JackCycle& cycle, JackEventSink& sink);
-    bool emitBytes(JackLetter& letter, JackEventSink& sink);
-    bool emitSysEx(JackLetter& letter, JackEventSink& sink);
-    bool emitShort(JackLetter& letter, JackEventSink& sink);
+    void emit(OutgoingLetter* letter, const JackCycle& cycle, JackEventSink& sink);
+    bool emitBytes(OutgoingLetter& letter, JackEventSink& sink);
+    bool emitSysEx(OutgoingLetter& letter, JackEventSink& sink);
+    bool emitShort(OutgoingLetter& letter, JackEventSink& sink);
     bool endSysEx(JackEventSink& sink);
     void endAbandonedSysEx(JackEventSink& sink);
-    void end(JackLetter* letter);
+    void end(OutgoingLetter* letter);
 
     const std::shared_ptr<const JackTiming> timing;
     const std::shared_ptr<JackLosses> losses;
@@ -101,7 +101,7 @@ private:
     SharedValue<bool> open{true};
     SharedValue<bool> used{false};
     SharedValue<std::size_t> bytesUnderWay{0};
-    Mailbox<JackLetter*> mail{letterLimit};
+    Mailbox<OutgoingLetter*> mail{letterLimit};
 
     // The process thread's own.
     bool isFlowing = false;
@@ -110,13 +110,13 @@ private:
     std::uint64_t lastNumber = 0;
     std::int64_t lastFrame = 0;
     /// What waits for the end of a SysEx or for the next cycle's room, in order.
-    JackLetter* held = nullptr;
-    JackLetter** heldEnd = &held;
+    OutgoingLetter* held = nullptr;
+    OutgoingLetter** heldEnd = &held;
     std::size_t heldCount = 0;
     /// No letter before this one may go now.
-    JackLetter** heldCursor = &held;
+    OutgoingLetter** heldCursor = &held;
     /// Half out.
-    JackLetter* current = nullptr;
+    OutgoingLetter* current = nullptr;
     bool isFull = false;
     std::uint32_t offset = 0;
     bool isInSysEx = false;
