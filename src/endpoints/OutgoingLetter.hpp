@@ -17,9 +17,9 @@ class OutgoingLetter {
 public:
     struct End {
         void operator()(OutgoingLetter* letter) const {
-            const auto sizeClass = letter->sizeClass;
+            const auto memoryClass = letter->sizeClass;
             letter->~OutgoingLetter();
-            BlockPool::release(letter, sizeClass);
+            BlockPool::release(letter, memoryClass);
         }
     };
     using Pointer = std::unique_ptr<OutgoingLetter, End>;
@@ -29,8 +29,8 @@ public:
 
     static Pointer make(MIDIPortRef sender, std::span<const std::uint8_t> packet) {
         const std::size_t size = sizeof(OutgoingLetter) + packet.size();
-        const auto sizeClass = BlockPool::classOf(size);
-        return Pointer(new (BlockPool::allocate(sizeClass, size)) OutgoingLetter(sender, packet, sizeClass));
+        const auto memoryClass = BlockPool::classOf(size);
+        return Pointer(new (BlockPool::allocate(memoryClass, size)) OutgoingLetter(sender, packet, memoryClass));
     }
 
     std::span<const std::uint8_t> bytes() const { return {reinterpret_cast<const std::uint8_t*>(this + 1), length}; }
