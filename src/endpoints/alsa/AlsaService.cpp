@@ -41,7 +41,7 @@ void AlsaService::open() {
     const auto received = [this](const AlsaGraph::Inlet& inlet, const PacketListView& list) {
         handIn(inlet.endpoint, inlet.isSource, list);
     };
-    sequencer = opening(options.clientName, bell, losses, {received, [this] { askForScan(); }}, reason);
+    sequencer = opening(options.clientName, bell, losses, {received, [this] { scanning.ask(); }}, reason);
     if (!sequencer) return;
     reason.clear();
     scan();
@@ -61,17 +61,6 @@ void AlsaService::close() {
     }
     for (const auto& [key, reference] : foreign) setForeignPresent(reference, false);
     tableDidChange();
-}
-
-/// On the sequencer's thread, which must not be kept waiting.
-void AlsaService::askForScan() {
-    if (isScanPosted->exchange(true)) return;
-    const bool isPosted = Runtime::current().postToMain([weak = std::weak_ptr(self), posted = isScanPosted] {
-        posted->exchange(false);
-        if (const auto living = weak.lock()) (*living)->changed();
-    });
-    // The next change finds it then.
-    if (!isPosted) isScanPosted->exchange(false);
 }
 
 void AlsaService::changed() {

@@ -10,6 +10,7 @@
 #include "endpoints/EndpointTable.hpp"
 #include "endpoints/UniqueIDTable.hpp"
 #include "endpoints/alsa/AlsaSequencer.hpp"
+#include "platform/MainThreadCall.hpp"
 
 namespace varnolex {
 
@@ -94,7 +95,6 @@ private:
     void poll();
     void open();
     void close();
-    void askForScan();
     void changed();
 
     void scan();
@@ -130,8 +130,8 @@ private:
     bool isReconciling = false;
     /// Lets what the sequencer's thread has posted see that the service is gone.
     std::shared_ptr<AlsaService*> self = std::make_shared<AlsaService*>(this);
-    /// Whether a scan is on its way to the main thread.
-    std::shared_ptr<SharedValue<bool>> isScanPosted = std::make_shared<SharedValue<bool>>(false);
+    /// Asked for by the threads of the service behind it, which are gone before it is.
+    MainThreadCall scanning{[this] { changed(); }};
     RepeatingTimer timer;
 };
 

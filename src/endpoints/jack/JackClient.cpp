@@ -145,17 +145,19 @@ JackPort::~JackPort() {
     if (client.isAlive()) jack_port_unregister(client.client, port);
 }
 
+jack_client_t* openJackClient(const std::string& clientName, const std::string& serverName) {
+    jack_status_t status{};
+    if (serverName.empty()) return jack_client_open(clientName.c_str(), JackNoStartServer, &status);
+    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+    return jack_client_open(clientName.c_str(), options, &status, serverName.c_str());
+}
+
 std::unique_ptr<JackClient> JackClient::connect(const std::string& clientName, const std::string& serverName,
                                                 std::shared_ptr<JackTiming> sharedTiming,
                                                 std::shared_ptr<JackLosses> sharedLosses, Calls calls) {
     jack_set_error_function(Callbacks::discardText);
     jack_set_info_function(Callbacks::discardText);
-    jack_status_t status{};
-    jack_client_t* const opened =
-        serverName.empty()
-            ? jack_client_open(clientName.c_str(), JackNoStartServer, &status)
-            : jack_client_open(clientName.c_str(), static_cast<jack_options_t>(JackNoStartServer | JackServerName),
-                               &status, serverName.c_str());
+    jack_client_t* const opened = openJackClient(clientName, serverName);
     if (!opened) return nullptr;
     std::unique_ptr<JackClient> made(
         new JackClient(opened, std::move(sharedTiming), std::move(sharedLosses), std::move(calls)));
@@ -212,6 +214,14 @@ std::shared_ptr<JackPort> JackClient::makePort(const std::string& name, bool isI
         if (!jack_port_by_name(client, taken.c_str())) break;
     }
     return nullptr;
+}
+
+bool JackClient::isServing() {
+    constexpr int stillQuestionsLimit = 3;
+    const std::uint64_t cycles = cycleCount.get();
+    stillQuestions = cycles == lastCycles ? stillQuestions + 1 : 0;
+    lastCycles = cycles;
+    return isAlive() && (isClassic || stillQuestions < stillQuestionsLimit);
 }
 
 void JackClient::rename(const JackPort& port, const std::string& name) {

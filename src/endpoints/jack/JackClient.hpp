@@ -22,6 +22,10 @@ struct JackForeignPort {
     bool isSource = false;
 };
 
+/// Opens a client at the server of that name, or at the usual one for an empty name. Never starts a server: null when
+/// there is none, or none that takes us. Main thread.
+_jack_client* openJackClient(const std::string& clientName, const std::string& serverName);
+
 class JackClient;
 
 /// A MIDI port of ours, unregistered when it goes. Main thread.
@@ -104,10 +108,9 @@ public:
 
     /// False once the server has gone, as far as it said so.
     bool isAlive() const { return !isGone.get(); }
-    /// Grows while the server runs. Any thread.
-    std::uint64_t cycles() const { return cycleCount.get(); }
-    /// Whether a server that has died says so.
-    bool tellsItsEnd() const { return isClassic; }
+    /// To be asked once a second or so: false once the server has gone, also one that doesn't say so and merely has
+    /// stood still for several questions.
+    bool isServing();
 
 private:
     struct Callbacks;
@@ -141,6 +144,8 @@ private:
     Guarded<std::vector<std::string>> arrivals;
     SharedValue<bool> isGone{false};
     SharedValue<std::uint64_t> cycleCount{0};
+    std::uint64_t lastCycles = 0;
+    int stillQuestions = 0;
 
     // The process thread's own.
     ClockPairing pairing;

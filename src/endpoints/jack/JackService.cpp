@@ -11,9 +11,6 @@ namespace {
 
 constexpr std::chrono::seconds pollPeriod{1};
 
-/// Polls without a cycle after which a server that doesn't tell its end counts as gone.
-constexpr int stillPollsLimit = 3;
-
 }  // namespace
 
 std::filesystem::path JackService::usualUniqueIDFile() { return SupportFolder().path() / "jack-endpoints.json"; }
@@ -30,11 +27,7 @@ JackService::~JackService() {
 
 void JackService::poll() {
     if (!client) return connect();
-    const std::uint64_t cycles = client->cycles();
-    stillPolls = cycles == lastCycles ? stillPolls + 1 : 0;
-    lastCycles = cycles;
-    const bool isStill = !client->tellsItsEnd() && stillPolls >= stillPollsLimit;
-    if (!client->isAlive() || isStill) return disconnect();
+    if (!client->isServing()) return disconnect();
     scan(false);
     reconcile();
 }
@@ -44,9 +37,8 @@ void JackService::connect() {
         handIn(inlet.endpoint, inlet.isSource, list);
     };
     client = JackClient::connect(options.clientName, options.serverName, timing, losses,
-                                 {received, [this] { askForScan(); }});
+                                 {received, [this] { scanning.ask(); }});
     if (!client) return;
-    stillPolls = 0;
     scan(true);
     reconcile();
 }
@@ -58,17 +50,6 @@ void JackService::disconnect() {
         if (link.outlet) link.outlet->close();
     for (const auto& [name, reference] : foreign) setForeignPresent(reference, false);
     tableDidChange();
-}
-
-/// On a thread of JACK, which must not be kept waiting nor call JACK.
-void JackService::askForScan() {
-    if (isScanPosted->exchange(true)) return;
-    const bool isPosted = Runtime::current().postToMain([weak = std::weak_ptr(self), posted = isScanPosted] {
-        posted->exchange(false);
-        if (const auto living = weak.lock()) (*living)->changed();
-    });
-    // The next poll finds it then.
-    if (!isPosted) isScanPosted->exchange(false);
 }
 
 void JackService::changed() {

@@ -8,6 +8,7 @@
 #include "endpoints/EndpointTable.hpp"
 #include "endpoints/UniqueIDTable.hpp"
 #include "endpoints/jack/JackClient.hpp"
+#include "platform/MainThreadCall.hpp"
 
 namespace varnolex {
 
@@ -77,7 +78,6 @@ private:
     void connect();
     void disconnect();
     void changed();
-    void askForScan();
 
     void scan(bool readsDetails);
     void followRenames();
@@ -101,12 +101,10 @@ private:
     std::map<std::string, MIDIEndpointRef> foreign;
     std::unique_ptr<JackClient> client;
     bool isReconciling = false;
-    std::uint64_t lastCycles = 0;
-    int stillPolls = 0;
     /// Lets what JACK's threads have posted see that the service is gone.
     std::shared_ptr<JackService*> self = std::make_shared<JackService*>(this);
-    /// Whether a scan is on its way to the main thread.
-    std::shared_ptr<SharedValue<bool>> isScanPosted = std::make_shared<SharedValue<bool>>(false);
+    /// Asked for by the threads of the service behind it, which are gone before it is.
+    MainThreadCall scanning{[this] { changed(); }};
     RepeatingTimer timer;
 };
 

@@ -2,6 +2,8 @@
 
 #include <jack/jack.h>
 
+#include "endpoints/jack/JackClient.hpp"
+
 namespace varnolex {
 
 struct JackConnections::Callbacks {
@@ -17,12 +19,7 @@ struct JackConnections::Callbacks {
 
 std::unique_ptr<JackConnections> JackConnections::open(const std::string& clientName, const std::string& serverName,
                                                        std::function<void()> onChange) {
-    jack_status_t status{};
-    jack_client_t* const opened =
-        serverName.empty()
-            ? jack_client_open(clientName.c_str(), JackNoStartServer, &status)
-            : jack_client_open(clientName.c_str(), static_cast<jack_options_t>(JackNoStartServer | JackServerName),
-                               &status, serverName.c_str());
+    jack_client_t* const opened = openJackClient(clientName, serverName);
     if (!opened) return nullptr;
     std::unique_ptr<JackConnections> made(new JackConnections(opened, std::move(onChange)));
     jack_set_port_connect_callback(opened, Callbacks::connected, made.get());

@@ -10,9 +10,6 @@ namespace {
 
 constexpr std::chrono::seconds pollPeriod{1};
 
-/// Polls without a cycle after which a server that doesn't tell its end counts as gone.
-constexpr int stillPollsLimit = 3;
-
 }  // namespace
 
 JackDestinationTap::JackDestinationTap(Options chosen) : options(std::move(chosen)), uniqueIDs(options.uniqueIDFile) {
@@ -39,11 +36,7 @@ void JackDestinationTap::stop(std::int32_t uniqueID) {
 
 void JackDestinationTap::poll() {
     if (!client) return connect();
-    const std::uint64_t cycles = client->cycles();
-    stillPolls = cycles == lastCycles ? stillPolls + 1 : 0;
-    lastCycles = cycles;
-    const bool isStill = !client->tellsItsEnd() && stillPolls >= stillPollsLimit;
-    if (!client->isAlive() || isStill) return disconnect();
+    if (!client->isServing()) return disconnect();
     look();
 }
 
@@ -51,11 +44,10 @@ void JackDestinationTap::connect() {
     const auto received = [this](const JackGraph::Inlet& inlet, const PacketListView& list) {
         listener(static_cast<std::int32_t>(inlet.endpoint), list);
     };
-    const auto changed = [this] { askForLook(); };
+    const auto changed = [this] { looking.ask(); };
     client = JackClient::connect(options.clientName, options.serverName, timing, losses, {received, changed});
     if (client) connections = JackConnections::open(options.clientName + " Watch", options.serverName, changed);
     if (!connections) return client.reset();
-    stillPolls = 0;
     look();
 }
 
@@ -63,17 +55,6 @@ void JackDestinationTap::disconnect() {
     connections.reset();
     for (auto& [uniqueID, tap] : tapped) tap = Tapped();
     client.reset();
-}
-
-/// On a thread of JACK, which must not be kept waiting nor call JACK.
-void JackDestinationTap::askForLook() {
-    if (isLookPosted->exchange(true)) return;
-    const bool isPosted = Runtime::current().postToMain([weak = std::weak_ptr(self), posted = isLookPosted] {
-        posted->exchange(false);
-        if (const auto living = weak.lock()) (*living)->look();
-    });
-    // The next poll looks then.
-    if (!isPosted) isLookPosted->exchange(false);
 }
 
 void JackDestinationTap::look() {

@@ -10,6 +10,7 @@
 #include "endpoints/jack/JackClient.hpp"
 #include "endpoints/tap/DestinationTap.hpp"
 #include "endpoints/tap/JackConnections.hpp"
+#include "platform/MainThreadCall.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -46,7 +47,6 @@ private:
     void poll();
     void connect();
     void disconnect();
-    void askForLook();
     void look();
 
     void readNames();
@@ -66,11 +66,8 @@ private:
     std::map<std::int32_t, Tapped> tapped;
     std::unique_ptr<JackConnections> connections;
     std::unique_ptr<JackClient> client;
-    std::uint64_t lastCycles = 0;
-    int stillPolls = 0;
-    /// Lets what JACK's threads have posted see that the tap is gone.
-    std::shared_ptr<JackDestinationTap*> self = std::make_shared<JackDestinationTap*>(this);
-    std::shared_ptr<SharedValue<bool>> isLookPosted = std::make_shared<SharedValue<bool>>(false);
+    /// Asked for by JACK's threads, which are gone before it is.
+    MainThreadCall looking{[this] { look(); }};
     RepeatingTimer timer;
 };
 
