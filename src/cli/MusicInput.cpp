@@ -8,15 +8,9 @@
 #include "core/midifile/StandardMIDIFile.hpp"
 #include "core/midifile/SysExFile.hpp"
 #include "core/text/EventText.hpp"
+#include "endpoints/PacketList.hpp"
 
 namespace varnolex {
-namespace {
-
-/// What the length field of a packet can say.
-constexpr std::size_t longestPacket = 65535;
-
-}  // namespace
-
 MusicInput MusicInput::read(const std::string& file, LongPackets longPackets) {
     const std::string content = readInput(file);
     const std::string name = inputName(file);
@@ -79,6 +73,7 @@ void MusicInput::append(std::uint64_t time, std::span<const std::uint8_t> packet
 }
 
 void MusicInput::refuseLongPackets(const std::string& name) const {
+    using packetlayout::longestPacket;
     for (std::size_t index = 0; index < list.size(); ++index)
         if (list[index].length > longestPacket)
             throw CommandFailure(name + ": message " + std::to_string(index + 1) + " has " +

@@ -90,6 +90,11 @@ BuiltPatch compilePatchText(const std::string& text, const std::string& name) {
     }
 }
 
+void pressStart(const Modular& modular) {
+    for (const auto& node : modular.nodes)
+        if (Transport* transport = node->tool->transport()) transport->startPlaying();
+}
+
 std::shared_ptr<Modular> loadPatch(const PatchChoice& choice, ModularEngine& engine) {
     if (choice.text) return bringToLife(compilePatchText(*choice.text, "--patch").modular, engine);
     if (hasEnding(choice.file, {documentExtension, patchExtension})) return bringToLife(restoreGraph(choice), engine);

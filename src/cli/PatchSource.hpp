@@ -25,6 +25,9 @@ struct PatchChoice {
 /// kinds this build has no tool for. Throws `CommandFailure` with the file and the place.
 std::shared_ptr<Modular> loadPatch(const PatchChoice& choice, ModularEngine& engine);
 
+/// Presses Start on every clock and every generator of a started graph.
+void pressStart(const Modular& modular);
+
 /// Tells the user what of a document couldn't be kept. `name` is what messages call the document.
 void tellFindings(const DocumentFindings& findings, const std::string& name);
 

@@ -91,10 +91,7 @@ void RenderRun::hear(const PacketListView& packets, std::uint32_t endpoint) {
         heard.add(std::max(packet.timeStamp, now) - VirtualRuntime::epoch, packet.bytes, endpoint);
 }
 
-void RenderRun::pressStart() {
-    for (const auto& node : modular->nodes)
-        if (Transport* transport = node->tool->transport()) transport->startPlaying();
-}
+void RenderRun::pressStart() { varnolex::pressStart(*modular); }
 
 void RenderRun::feed(const MusicInput& input, std::optional<ClockFeed> clock, Nanoseconds tail) {
     if (clock) play(0, 0, std::span(&midiStart, 1));

@@ -35,8 +35,6 @@ void check(bool isWritten) {
     if (!isWritten) throw CommandFailure("standard output: " + std::string(std::strerror(errno)));
 }
 
-char lowerCased(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
-
 }  // namespace
 
 std::string inputName(const std::string& file) { return file == "-" ? "standard input" : file; }
@@ -62,6 +60,8 @@ void writeOutput(const std::string& file, const std::function<void(const OutputS
     produce([&writer](std::string_view piece) { writer.write(piece); });
     writer.commit();
 }
+
+char lowerCased(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
 
 bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings) {
     return std::ranges::any_of(endings, [&](std::string_view ending) {

@@ -22,6 +22,9 @@ using OutputSink = std::function<void(std::string_view)>;
 /// The same for output that `produce` makes piece by piece. A file is as it was when `produce` throws.
 void writeOutput(const std::string& file, const std::function<void(const OutputSink&)>& produce);
 
+/// ASCII letters in lower case, everything else as it is.
+char lowerCased(char letter);
+
 /// Whether the name ends in one of the endings, without regard to case. Endings are given with their dot.
 bool hasEnding(const std::string& file, std::initializer_list<std::string_view> endings);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "core/message/DataLength.hpp"
 #include "core/message/InvalidMessage.hpp"
 #include "core/message/SystemCommonMessage.hpp"
 #include "core/message/SystemExclusiveMessage.hpp"
@@ -9,17 +10,6 @@
 #include "core/message/VoiceMessage.hpp"
 
 namespace varnolex {
-
-namespace {
-
-/// How many data bytes the message of a status byte waits for.
-constexpr std::size_t pendingLengthOf(std::uint8_t status) {
-    if (status < 0xF0) return (status & 0xE0) == 0xC0 ? 1 : 2;
-    const auto type = SystemCommonMessage::typeOf(status);
-    return type ? SystemCommonMessage::dataLength(*type) : 0;
-}
-
-}  // namespace
 
 /// The working state of one call.
 class MessageParser::Run {
@@ -47,7 +37,7 @@ private:
             const std::uint8_t* const data = next + (hasStatus ? 1 : 0);
             const std::uint8_t status = hasStatus ? *next : running;
             if (status < 0x80 || status >= 0xF0) break;
-            if (pendingLengthOf(status) == 2) {
+            if (dataLengthOf(status) == 2) {
                 if (end - data < 2 || ((data[0] | data[1]) & 0x80) != 0) break;
                 appendVoice(status, data[0], data[1]);
                 next = data + 2;
@@ -125,7 +115,7 @@ private:
     void startMessage(std::uint8_t status) {
         pendingCount = 0;
         pendingStatus = status;
-        pendingLength = pendingLengthOf(status);
+        pendingLength = dataLengthOf(status);
     }
 
     void readData(std::uint8_t byte) {

@@ -30,6 +30,9 @@ void putNumber(std::span<std::uint8_t> memory, std::size_t offset, Number number
     std::memcpy(memory.data() + offset, &number, sizeof number);
 }
 
+/// What the length of a packet can say.
+inline constexpr std::size_t longestPacket = std::numeric_limits<std::uint16_t>::max();
+
 constexpr std::size_t nextBoundary(std::size_t offset) { return (offset + 3) & ~std::size_t{3}; }
 
 inline bool holdsPacketAt(std::span<const std::uint8_t> memory, std::size_t offset) {
@@ -164,7 +167,7 @@ inline PacketListBuilder::PacketListBuilder(std::span<std::uint8_t> listBuffer) 
 inline bool PacketListBuilder::add(HostTime timeStamp, std::span<const std::uint8_t> bytes) {
     using namespace packetlayout;
     const std::size_t start = nextBoundary(used);
-    if (bytes.size() > std::numeric_limits<std::uint16_t>::max()) return false;
+    if (bytes.size() > longestPacket) return false;
     if (used == 0 || start > buffer.size() || buffer.size() - start < headerSize + bytes.size()) return false;
     while (used < start) buffer[used++] = 0;
     putNumber(buffer, start, timeStamp);

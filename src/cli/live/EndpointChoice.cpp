@@ -3,13 +3,12 @@
 #include <algorithm>
 
 #include "cli/CommandFailure.hpp"
+#include "cli/Streams.hpp"
 
 namespace varnolex {
 namespace {
 
-char lowerCased(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
-
-std::string lowerCased(std::string text) {
+std::string inLowerCase(std::string text) {
     std::ranges::transform(text, text.begin(), [](char letter) { return lowerCased(letter); });
     return text;
 }
@@ -25,14 +24,15 @@ std::vector<const Info*> matching(const std::vector<Info>& endpoints, auto&& mat
 /// From the strictest reading of the word to the loosest: the first that fits anything decides.
 template <class Info>
 std::vector<const Info*> meantBy(const std::vector<Info>& endpoints, const std::string& word) {
-    const std::string lower = lowerCased(word);
+    const std::string lower = inLowerCase(word);
     auto found = matching(endpoints, [&](const Info& info) { return std::to_string(info.uniqueID) == word; });
     if (found.empty()) found = matching(endpoints, [&](const Info& info) { return info.displayName == word; });
     if (found.empty())
-        found = matching(endpoints, [&](const Info& info) { return lowerCased(info.displayName) == lower; });
+        found = matching(endpoints, [&](const Info& info) { return inLowerCase(info.displayName) == lower; });
     if (found.empty())
-        found = matching(
-            endpoints, [&](const Info& info) { return lowerCased(info.displayName).find(lower) != std::string::npos; });
+        found = matching(endpoints, [&](const Info& info) {
+            return inLowerCase(info.displayName).find(lower) != std::string::npos;
+        });
     return found;
 }
 

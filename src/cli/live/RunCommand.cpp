@@ -25,9 +25,7 @@ void runRun(const RunOptions& options) {
     const auto modular = loadPatch(options.patch, engine);
     LiveBinding binding(*modular, endpoints, {options.input, options.output}, tellUser);
     endpoints.onEndpointsChanged = [&binding] { binding.update(); };
-    if (options.pressStart)
-        for (const auto& node : modular->nodes)
-            if (Transport* transport = node->tool->transport()) transport->startPlaying();
+    if (options.pressStart) pressStart(*modular);
     tellUser("\"" + modular->name + "\" runs on " + std::string(session.backendName()) + "; Ctrl-C ends it");
 
     session.run(durationOf(options.seconds));

@@ -21,9 +21,6 @@ constexpr Nanoseconds step = 20ms;
 /// What a packet list needs beside the bytes of its one packet.
 constexpr std::size_t listOverhead = packetlayout::countSize + packetlayout::headerSize;
 
-/// What the length field of a packet can say.
-constexpr std::size_t longestPacket = 65535;
-
 class Sender {
 public:
     Sender(LiveSession& liveSession, const MIDIDestinationInfo& chosen, const MusicInput& music)
@@ -50,6 +47,7 @@ public:
 
 private:
     void sendWhatIsDue() {
+        using packetlayout::longestPacket;
         const HostTime now = Runtime::current().hostTime();
         for (; next < input.packets().size(); ++next) {
             const MusicInput::Packet& packet = input.packets()[next];

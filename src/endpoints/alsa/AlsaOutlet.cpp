@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "core/message/DataLength.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -11,12 +12,6 @@ namespace {
 
 bool isLater(const OutgoingLetter* first, const OutgoingLetter* second) {
     return first->time != second->time ? first->time > second->time : first->number > second->number;
-}
-
-std::size_t dataLength(std::uint8_t status) {
-    if (status < 0xF0) return (status & 0xE0) == 0xC0 ? 1 : 2;
-    if (status == 0xF2) return 2;
-    return status == 0xF1 || status == 0xF3 ? 1 : 0;
 }
 
 }  // namespace
@@ -162,7 +157,7 @@ bool AlsaOutlet::emitShort(OutgoingLetter& letter, AlsaSink& sink) {
     const auto bytes = letter.bytes();
     std::size_t next = letter.taken;
     const std::uint8_t status = bytes[next] >= 0x80 ? bytes[next++] : letter.status;
-    const std::size_t length = 1 + dataLength(status);
+    const std::size_t length = 1 + dataLengthOf(status);
     std::array<std::uint8_t, 3> message{status};
     std::size_t size = 1;
     for (; size < length && next < bytes.size() && (bytes[next] < 0x80 || bytes[next] >= 0xF8); ++next)

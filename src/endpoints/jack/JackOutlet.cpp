@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "core/message/DataLength.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -42,12 +43,6 @@ OutgoingLetter* pop(std::vector<OutgoingLetter*>& heap, Order isLater) {
     OutgoingLetter* const letter = heap.back();
     heap.pop_back();
     return letter;
-}
-
-std::size_t dataLength(std::uint8_t status) {
-    if (status < 0xF0) return (status & 0xE0) == 0xC0 ? 1 : 2;
-    if (status == 0xF2) return 2;
-    return status == 0xF1 || status == 0xF3 ? 1 : 0;
 }
 
 }  // namespace
@@ -256,7 +251,7 @@ bool JackOutlet::emitShort(OutgoingLetter& letter, JackEventSink& sink) {
     std::size_t next = letter.taken;
     if (bytes[next] >= 0x80) letter.status = bytes[next++];
     const std::uint8_t status = letter.status;
-    const std::size_t length = 1 + dataLength(status);
+    const std::size_t length = 1 + dataLengthOf(status);
     std::array<std::uint8_t, 3> message{status};
     std::size_t size = 1;
     std::size_t realTimeBytes = 0;

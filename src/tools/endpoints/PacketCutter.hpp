@@ -6,6 +6,8 @@
 #include <optional>
 #include <span>
 
+#include "core/message/DataLength.hpp"
+
 namespace varnolex {
 
 /// Cuts the bytes of one packet into MIDI messages, in order. It owns nothing but the three bytes in which a message
@@ -50,7 +52,7 @@ private:
         if (status >= 0xF8) return take(1);
         runningStatus = status < 0xF0 ? status : std::uint8_t{0};
         if (status == 0xF0) return takeSystemExclusive();
-        return take(1 + dataLength(status));
+        return take(1 + dataLengthOf(status));
     }
 
     Message takeSystemExclusive() {
@@ -61,7 +63,7 @@ private:
 
     /// Data bytes that lack their status byte. When they don't all fit, nothing that follows can be told apart.
     Message takeRunning() {
-        const std::size_t length = dataLength(runningStatus);
+        const std::size_t length = dataLengthOf(runningStatus);
         if (bytes.size() - offset < length) {
             offset = bytes.size();
             return std::nullopt;
@@ -70,13 +72,6 @@ private:
         std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(offset), length, built.begin() + 1);
         offset += length;
         return std::span<const std::uint8_t>(built).first(1 + length);
-    }
-
-    /// The data bytes of a channel or system common message.
-    static std::size_t dataLength(std::uint8_t status) {
-        if (status < 0xF0) return (status & 0xE0) == 0xC0 ? 1 : 2;
-        if (status == 0xF2) return 2;
-        return status == 0xF1 || status == 0xF3 ? 1 : 0;
     }
 
     std::span<const std::uint8_t> bytes;

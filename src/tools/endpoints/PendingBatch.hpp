@@ -54,9 +54,6 @@ public:
     }
 
 private:
-    /// What the 16-bit length of a packet can say.
-    static constexpr std::size_t longestPacket = 65535;
-
     void finishList() {
         if (list.count() == 0) return;
         const auto used = list.list().usedMemory();
@@ -67,7 +64,7 @@ private:
 
     void appendAlone(std::span<const std::uint8_t> message, HostTime timeStamp) {
         while (!message.empty()) {
-            const auto piece = message.first(std::min(message.size(), longestPacket));
+            const auto piece = message.first(std::min(message.size(), packetlayout::longestPacket));
             message = message.subspan(piece.size());
             const std::size_t begin = earlierLists.size();
             earlierLists.resize(begin + packetlayout::countSize + packetlayout::headerSize + piece.size());
