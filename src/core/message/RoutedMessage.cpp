@@ -31,16 +31,17 @@ MessageRef systemCommon(Bytes bytes, HostTime timeStamp, SystemCommonType type) 
                                             length >= 2 ? byteAt(bytes, 2) : std::nullopt);
 }
 
-MessageRef invalid(Bytes bytes, HostTime timeStamp, SharedName routeName) {
+void logInvalid(Bytes bytes, SharedName routeName) {
     std::string line = "[INVALID] route=";
     line += routeName.view();
     line += " raw=";
     appendHexBytes(line, bytes);
     VarnolexLogger::shared().log(line);
-    return InvalidMessage::make(timeStamp, bytes);
 }
 
-MessageRef typed(Bytes bytes, HostTime timeStamp, SharedName routeName) {
+}  // namespace
+
+MessageRef makeTypedMessage(Bytes bytes, HostTime timeStamp) {
     const std::uint8_t status = bytes.front();
     if (status >= 0x80 && status < 0xF0)
         return makeMessage<VoiceMessage>(timeStamp, status, byteAt(bytes, 1).value_or(0), byteAt(bytes, 2).value_or(0));
@@ -48,14 +49,13 @@ MessageRef typed(Bytes bytes, HostTime timeStamp, SharedName routeName) {
     if (const auto type = SystemCommonMessage::typeOf(status)) return systemCommon(bytes, timeStamp, *type);
     if (const auto type = SystemRealTimeMessage::typeOf(status))
         return makeMessage<SystemRealTimeMessage>(timeStamp, *type);
-    return invalid(bytes, timeStamp, routeName);
+    return InvalidMessage::make(timeStamp, bytes);
 }
-
-}  // namespace
 
 MessageRef makeRoutedMessage(Bytes bytes, HostTime timeStamp, SharedName routeName, SharedName toolName) {
     if (bytes.empty()) return nullptr;
-    MessageRef message = typed(bytes, timeStamp, routeName);
+    MessageRef message = makeTypedMessage(bytes, timeStamp);
+    if (message->messageClass() == MessageClass::invalid) logInvalid(bytes, routeName);
     message->originatingEndpointName = routeName;
     message->setRouteInfo({routeName, toolName});
     return message;
