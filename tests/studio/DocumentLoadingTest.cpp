@@ -121,7 +121,7 @@ TEST_F(DocumentLoadingTest, OldDefaultNamesAndNarrowNodesAreBroughtUpToDate) {
     load("old-graphs-and-monitors.varnolex");
     const auto& nodes = engine.modulars().at(0)->nodes;
     EXPECT_EQ(nodes.at(1)->tool->name(), "Monitor 2");
-    EXPECT_EQ(encodeConfig(*nodes.at(1)->tool), R"({"maxCapture": 50})");
+    EXPECT_EQ(encodeConfig(*nodes.at(1)->tool), R"({"maxCapture":50,"numberFormat":0})");
     EXPECT_EQ(nodes.at(0)->tool->name(), "Monitor");
 
     ModularDocument::ModularSnapshot narrow;
