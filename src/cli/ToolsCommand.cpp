@@ -13,15 +13,30 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
+Json jsonOf(const ParameterValue& value, const Parameter& row);
+
+Json jsonOf(const std::vector<ParameterRecord>& records, const Parameter& row) {
+    Json list = Json::array();
+    for (const ParameterRecord& record : records) {
+        Json entry = Json::object();
+        for (std::size_t index = 0; index < row.fields.size(); ++index)
+            if (Json value = jsonOf(record.values[index], row.fields[index]); !value.is_null())
+                entry[std::string(row.fields[index].key)] = std::move(value);
+        list.push_back(std::move(entry));
+    }
+    return list;
+}
+
 Json jsonOf(const ParameterValue& value, const Parameter& row) {
+    if (const auto* records = std::get_if<std::vector<ParameterRecord>>(&value)) return jsonOf(*records, row);
     if (row.shape == ParameterShape::choice)
         return std::string(row.choices[static_cast<std::size_t>(std::get<std::int64_t>(value))]);
     return std::visit(
         [](const auto& held) -> Json {
-            if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>)
-                return nullptr;
-            else
+            if constexpr (std::is_constructible_v<Json, decltype(held)>)
                 return held;
+            else
+                return nullptr;
         },
         value);
 }
@@ -33,6 +48,8 @@ Json jsonOfParameter(const Parameter& row, const PipeTool& tool) {
     tool.viewSettings(SettingsBase::fresh,
                       [&](const void* settings) { parameter["initial"] = jsonOf(row.read(settings), row); });
     if (!row.choices.empty()) parameter["choices"] = row.choices;
+    for (const Parameter& field : row.fields)
+        parameter["fields"].push_back({{"key", field.key}, {"type", nameOf(field.shape)}});
     return parameter;
 }
 

@@ -1,9 +1,9 @@
-#include "engine/Parameter.hpp"
-
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <utility>
 
+#include "engine/ListParameters.hpp"
 #include "platform/UUID.hpp"
 
 namespace varnolex {
@@ -20,9 +20,9 @@ std::string rangeText(IntegerLimits limits) {
 }  // namespace
 
 std::string_view nameOf(ParameterShape shape) {
-    static constexpr std::array<std::string_view, 11> names{
+    static constexpr std::array<std::string_view, 12> names{
         "toggle", "integer", "byte", "word",     "signedWord",    "real",
-        "choice", "text",    "list", "uniqueID", "virtualPortID",
+        "choice", "text",    "list", "uniqueID", "virtualPortID", "records",
     };
     return names[static_cast<std::size_t>(shape)];
 }
@@ -78,6 +78,38 @@ const std::string& textIn(const ParameterValue& value, const Parameter& row) {
 const std::vector<std::int64_t>& listIn(const ParameterValue& value, const Parameter& row) {
     if (const auto* list = std::get_if<std::vector<std::int64_t>>(&value)) return *list;
     refuse(row, "a list of integers");
+}
+
+std::uint8_t limitedByteIn(const ParameterValue& value, const Parameter& row) {
+    return static_cast<std::uint8_t>(std::clamp<std::int64_t>(integerIn(value, row), 0, 255));
+}
+
+const std::vector<ParameterRecord>& recordsIn(const ParameterValue& value, const Parameter& row) {
+    if (const auto* list = std::get_if<std::vector<ParameterRecord>>(&value)) return *list;
+    refuse(row, "a list of objects");
+}
+
+void writeEntry(void* entry, const ParameterRecord& record, const Parameter& row) {
+    try {
+        for (std::size_t index = 0; index < row.fields.size(); ++index) {
+            const Parameter& field = row.fields[index];
+            const bool isLeftOut =
+                index >= record.values.size() || std::holds_alternative<std::monostate>(record.values[index]);
+            if (!isLeftOut)
+                field.write(entry, record.values[index], field);
+            else if (field.isRequired)
+                throw ParameterError("\"" + std::string(field.key) + "\" is missing");
+        }
+    } catch (const ParameterError& fault) {
+        throw ParameterError("\"" + std::string(row.key) + "\": " + fault.what());
+    }
+}
+
+ParameterRecord readEntry(const void* entry, std::span<const Parameter> fields) {
+    ParameterRecord record;
+    record.values.reserve(fields.size());
+    for (const Parameter& field : fields) record.values.push_back(field.read(entry));
+    return record;
 }
 
 std::size_t choiceIn(const ParameterValue& value, const Parameter& row) {

@@ -14,9 +14,20 @@
 
 namespace varnolex {
 
+struct ParameterRecord;
+
 /// The value of one parameter on its way between a tool's settings and whoever speaks of parameters without
 /// knowing the tool: documents, patches, the command line, undo. `monostate` is "none" of an optional one.
-using ParameterValue = std::variant<std::monostate, bool, std::int64_t, double, std::string, std::vector<std::int64_t>>;
+using ParameterValue = std::variant<std::monostate, bool, std::int64_t, double, std::string, std::vector<std::int64_t>,
+                                    std::vector<ParameterRecord>>;
+
+/// One entry of a list of small records: a value for each of the list's `fields`, in their order. `monostate` stands
+/// for a field that is left out.
+struct ParameterRecord {
+    std::vector<ParameterValue> values;
+
+    bool operator==(const ParameterRecord&) const = default;
+};
 
 /// What a parameter is to the outside.
 enum class ParameterShape {
@@ -30,7 +41,8 @@ enum class ParameterShape {
     text,
     list,
     uniqueID,
-    virtualPortID
+    virtualPortID,
+    records
 };
 
 /// The name under which a shape is shown: "toggle", "integer" and so on.
@@ -54,6 +66,12 @@ struct Parameter {
 
     /// May be absent in the settings too: then it isn't written at all.
     bool isOptional = false;
+
+    /// Must not be left out: for a field of an entry of a list of records.
+    bool isRequired = false;
+
+    /// What each entry of a list of records has.
+    std::span<const Parameter> fields{};
 
     /// The texts of a choice, by number, and which of them any other text means.
     std::span<const std::string_view> choices{};
@@ -85,6 +103,12 @@ struct Parameter {
     constexpr Parameter optional() const {
         Parameter row = *this;
         row.isOptional = true;
+        return row;
+    }
+
+    constexpr Parameter required() const {
+        Parameter row = *this;
+        row.isRequired = true;
         return row;
     }
 

@@ -22,6 +22,20 @@ JSON jsonFromReal(double value) {
     return std::clamp(value, Limits::lowest(), Limits::max());
 }
 
+JSON jsonFrom(const ParameterValue& value, const Parameter& row);
+
+JSON arrayFrom(const std::vector<ParameterRecord>& records, const Parameter& row) {
+    JSON array = JSON::array();
+    for (const ParameterRecord& record : records) {
+        JSON entry = JSON::object();
+        for (std::size_t index = 0; index < row.fields.size(); ++index)
+            if (JSON value = jsonFrom(record.values[index], row.fields[index]); !value.is_null())
+                entry[std::string(row.fields[index].key)] = std::move(value);
+        array.push_back(std::move(entry));
+    }
+    return array;
+}
+
 /// Null for a value that isn't written.
 JSON jsonFrom(const ParameterValue& value, const Parameter& row) {
     return std::visit(
@@ -31,6 +45,8 @@ JSON jsonFrom(const ParameterValue& value, const Parameter& row) {
                 return nullptr;
             else if constexpr (std::is_same_v<Held, double>)
                 return std::isnan(held) ? JSON(nullptr) : jsonFromReal(held);
+            else if constexpr (std::is_same_v<Held, std::vector<ParameterRecord>>)
+                return arrayFrom(held, row);
             else if constexpr (std::is_same_v<Held, std::int64_t>)
                 return row.shape == ParameterShape::choice ? JSON(row.choices[static_cast<std::size_t>(held)])
                                                            : JSON(held);
@@ -61,8 +77,27 @@ std::optional<ParameterValue> plainValue(const JSON& value) {
     return value.get<double>();
 }
 
+ParameterValue valueFor(const Parameter& row, const JSON& value);
+
+/// A value for each field, or what no list of records is.
+ParameterValue recordsFrom(const Parameter& row, const JSON& array) {
+    std::vector<ParameterRecord> records;
+    if (!array.is_array()) return false;
+    for (const JSON& entry : array) {
+        if (!entry.is_object()) return false;
+        std::vector<ParameterValue>& values = records.emplace_back().values;
+        for (const Parameter& field : row.fields) {
+            const auto found = entry.find(field.key);
+            const bool isLeftOut = found == entry.end() || found->is_null();
+            values.push_back(isLeftOut ? ParameterValue() : valueFor(field, *found));
+        }
+    }
+    return records;
+}
+
 /// A value for the row to take, or to refuse in its own words.
 ParameterValue valueFor(const Parameter& row, const JSON& value) {
+    if (row.shape == ParameterShape::records) return recordsFrom(row, value);
     const ParameterValue refused =
         row.shape == ParameterShape::list ? ParameterValue(false) : ParameterValue(std::vector<std::int64_t>{});
     // By number a choice is only known inside the program.

@@ -64,6 +64,7 @@ private:
 /// A value of the parameter's shape, in its limits or, for an unlimited shape, any at all.
 inline ParameterValue drawValue(const Parameter& row, Draws& draws) {
     const IntegerLimits limits = limitsOf(row.shape);
+    if (row.isOptional && row.shape == ParameterShape::integer && draws.oneIn(3)) return std::monostate{};
     switch (row.shape) {
         case ParameterShape::toggle:
             return draws.oneIn(2);
@@ -77,6 +78,12 @@ inline ParameterValue drawValue(const Parameter& row, Draws& draws) {
         case ParameterShape::list: {
             std::vector<std::int64_t> entries(draws.below(140));
             for (std::int64_t& entry : entries) entry = draws.integer(0, 15);
+            return entries;
+        }
+        case ParameterShape::records: {
+            std::vector<ParameterRecord> entries(draws.below(6));
+            for (ParameterRecord& entry : entries)
+                for (const Parameter& field : row.fields) entry.values.push_back(drawValue(field, draws));
             return entries;
         }
         case ParameterShape::uniqueID:
