@@ -1,5 +1,7 @@
 #include "endpoints/EndpointRouting.hpp"
 
+#include <algorithm>
+
 namespace varnolex {
 
 namespace {
@@ -14,16 +16,16 @@ void runReaders(const EndpointRoute& route, const PacketListView& list) {
 }  // namespace
 
 const EndpointRoute* EndpointRoutes::find(MIDIEndpointRef endpoint, bool isSource, bool isVirtual) const {
-    const auto found = routes.find(endpoint);
-    if (found == routes.end()) return nullptr;
-    const EndpointRoute& route = found->second;
-    return route.isSource == isSource && route.isVirtual == isVirtual ? &route : nullptr;
+    const EndpointRoute* const route = routes.find(endpoint);
+    return route && route->isSource == isSource && route->isVirtual == isVirtual ? route : nullptr;
 }
 
 const EndpointRoute* EndpointRoutes::findDestination(MIDIEndpointRef endpoint) const {
-    const auto found = routes.find(endpoint);
-    return found == routes.end() || found->second.isSource ? nullptr : &found->second;
+    const EndpointRoute* const route = routes.find(endpoint);
+    return route && !route->isSource ? route : nullptr;
 }
+
+bool EndpointRoutes::hasOutputPort(MIDIPortRef port) const { return std::ranges::binary_search(outputPorts, port); }
 
 EndpointRouting::EndpointRouting() : queue(Runtime::current().makeQueue("com.varnolex.midi", QueuePriority::timing)) {
     publish(std::make_unique<EndpointRoutes>());
@@ -37,7 +39,7 @@ EndpointRouting::EndpointRouting() : queue(Runtime::current().makeQueue("com.var
 
 MIDIStatus EndpointRouting::sendOut(MIDIPortRef port, MIDIEndpointRef destination, const PacketListView& list) {
     return table.read([&](const EndpointRoutes* now) {
-        if (!now->outputPorts.contains(port)) return midiInvalidPort;
+        if (!now->hasOutputPort(port)) return midiInvalidPort;
         const EndpointRoute* route = now->findDestination(destination);
         return route ? distribute(*route, port, destination, list) : midiWrongEndpoint;
     });
@@ -98,8 +100,8 @@ std::unique_ptr<EndpointRouting::Letter> EndpointRouting::takeLetter() {
 void EndpointRouting::deliver(std::unique_ptr<Letter> letter) {
     table.read([&](const EndpointRoutes* now) {
         // Whoever has disconnected since hears nothing of it any more.
-        const auto found = now->routes.find(letter->endpoint);
-        if (found != now->routes.end()) runReaders(found->second, PacketListView(letter->memory));
+        if (const EndpointRoute* const route = now->routes.find(letter->endpoint))
+            runReaders(*route, PacketListView(letter->memory));
     });
     underWay.add(static_cast<std::size_t>(-1));
     spareLetters.with([&](auto& spare) { spare.push_back(std::move(letter)); });

@@ -1,11 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "endpoints/MIDIService.hpp"
+#include "endpoints/ReferenceMap.hpp"
 #include "platform/Runtime.hpp"
 #include "platform/concurrency/ChainLock.hpp"
 #include "platform/concurrency/Guarded.hpp"
@@ -59,9 +58,11 @@ struct EndpointRoute {
 
 /// Everything that sending has to know, replaced as a whole when an endpoint, a port or a connection changes.
 struct EndpointRoutes {
-    std::unordered_map<MIDIEndpointRef, EndpointRoute> routes;
-    std::unordered_set<MIDIPortRef> outputPorts;
+    ReferenceMap<EndpointRoute> routes;
+    /// In ascending order.
+    std::vector<MIDIPortRef> outputPorts;
 
+    bool hasOutputPort(MIDIPortRef port) const;
     const EndpointRoute* find(MIDIEndpointRef endpoint, bool isSource, bool isVirtual) const;
     /// A destination of either owner.
     const EndpointRoute* findDestination(MIDIEndpointRef endpoint) const;

@@ -270,14 +270,15 @@ bool EndpointTable::isTaken(std::int32_t uniqueID) const {
 void EndpointTable::publish() {
     assertMainThread();
     auto table = std::make_unique<EndpointRoutes>();
-    table->outputPorts.insert(outputPorts.begin(), outputPorts.end());
+    table->outputPorts = outputPorts;
+    std::ranges::sort(table->outputPorts);
     for (const auto& [reference, endpoint] : endpoints) {
         if (!endpoint.isPresent) continue;
         EndpointRoute route{endpoint.isSource, endpoint.isVirtual, {}, endpoint.outlets};
         if (endpoint.reader) route.readers.push_back({endpoint.reader, 0});
         for (const Connection& connection : endpoint.connections)
             route.readers.push_back({inputPorts.at(connection.port), connection.connection});
-        table->routes.emplace(reference, std::move(route));
+        table->routes.insert(reference, std::move(route));
     }
     routing->publish(std::move(table));
     tableDidChange();

@@ -13,8 +13,8 @@
 #include "engine/PipeToolType.hpp"
 #include "engine/ValuePort.hpp"
 #include "platform/UUID.hpp"
-#include "platform/concurrency/Guarded.hpp"
 #include "platform/concurrency/LiveValue.hpp"
+#include "platform/concurrency/Published.hpp"
 
 namespace varnolex {
 
@@ -113,11 +113,14 @@ public:
 
     /// The chain that runs this tool; nothing before there is one or after it has gone. Any thread.
     std::shared_ptr<ToolChain> chain() const {
-        return owningChain.with([](const std::weak_ptr<ToolChain>& owner) { return owner.lock(); });
+        return owningChain.read(
+            [](const std::weak_ptr<ToolChain>* owner) { return owner ? owner->lock() : std::shared_ptr<ToolChain>(); });
     }
 
     /// Called by a chain when it is made over this tool.
-    void joinChain(std::weak_ptr<ToolChain> chain) { owningChain.set(std::move(chain)); }
+    void joinChain(std::weak_ptr<ToolChain> chain) {
+        owningChain.publish(std::make_unique<const std::weak_ptr<ToolChain>>(std::move(chain)));
+    }
 
     /// The engine tells the tool that its chain is wired: at every rebuild.
     virtual void chainWasWired(std::uint8_t /*pipeIndex*/) {}
@@ -141,7 +144,7 @@ private:
     const UUID identity;
     std::string shownName;
     SharedValue<bool> enabled{true};
-    Guarded<std::weak_ptr<ToolChain>> owningChain;
+    Published<std::weak_ptr<ToolChain>> owningChain;
 };
 
 /// The start and stop button of a tool that plays by itself. Main thread.

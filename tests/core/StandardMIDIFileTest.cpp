@@ -6,6 +6,7 @@
 
 #include "CoreFixture.hpp"
 #include "core/midifile/StandardMIDIFile.hpp"
+#include "support/Places.hpp"
 
 namespace varnolex {
 namespace {
@@ -209,7 +210,7 @@ TEST(StandardMIDIFileTest, WritesWhatAnotherReaderAccepts) {
 }
 
 TEST(StandardMIDIFileTest, ReadsTheCorpusOrRefusesIt) {
-    const std::filesystem::path corpus = std::filesystem::path(VARNOLEX_SOURCE_DIR) / "tests/corpus/midi";
+    const std::filesystem::path corpus = sourceFolder() / "tests/corpus/midi";
     std::size_t count = 0;
     for (const auto& entry : std::filesystem::directory_iterator(corpus)) {
         std::ifstream stream(entry.path(), std::ios::binary);

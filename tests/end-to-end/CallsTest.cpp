@@ -10,7 +10,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-const std::string corpus = VARNOLEX_SOURCE_DIR "/tests/corpus/";
+const std::string corpus = sourceFolder() / "tests/corpus/";
 
 using CallsTest = ProgramTest;
 

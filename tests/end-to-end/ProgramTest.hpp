@@ -17,6 +17,8 @@
 #include <system_error>
 #include <vector>
 
+#include "support/Places.hpp"
+
 namespace varnolex::testing {
 
 /// What a run of the program came to.
@@ -104,10 +106,10 @@ private:
         std::vector<std::string> settings{"HOME=" + folder.string(), "PATH=/usr/bin:/bin"};
         settings.insert(settings.end(), environment.begin(), environment.end());
         pid_t process = 0;
-        const int error = posix_spawn(&process, VARNOLEX_PROGRAM, &actions, nullptr, pointers(texts).data(),
+        const int error = posix_spawn(&process, builtProgram().c_str(), &actions, nullptr, pointers(texts).data(),
                                       pointers(settings).data());
         posix_spawn_file_actions_destroy(&actions);
-        if (error != 0) throw std::system_error(error, std::generic_category(), VARNOLEX_PROGRAM);
+        if (error != 0) throw std::system_error(error, std::generic_category(), builtProgram());
         return process;
     }
 

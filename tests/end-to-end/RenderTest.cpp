@@ -10,7 +10,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-const std::string corpus = VARNOLEX_SOURCE_DIR "/tests/corpus/";
+const std::string corpus = sourceFolder() / "tests/corpus/";
 
 class RenderTest : public ProgramTest {
 protected:

@@ -10,13 +10,14 @@
 #include "language/CompiledPatchJSON.hpp"
 #include "language/DSLCompiler.hpp"
 #include "language/Golden.hpp"
+#include "support/Places.hpp"
 
 namespace varnolex {
 namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path folder = fs::path(VARNOLEX_SOURCE_DIR) / "tests/language/golden";
+const fs::path folder = sourceFolder() / "tests/language/golden";
 
 std::string contentsOf(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -75,7 +76,7 @@ std::vector<std::string> examplesIn(const fs::path& page) {
 }
 
 TEST(UserGuide, everyExampleCompiles) {
-    const auto examples = examplesIn(fs::path(VARNOLEX_SOURCE_DIR) / "docs/patch-language.md");
+    const auto examples = examplesIn(sourceFolder() / "docs/patch-language.md");
     ASSERT_GE(examples.size(), 20u);
     for (const auto& example : examples) {
         DSLCompiler compiler;

@@ -13,12 +13,12 @@
 #include "platform/WholeFile.hpp"
 #include "studio/DocumentReader.hpp"
 #include "studio/DocumentWriter.hpp"
+#include "support/Places.hpp"
 #include "tools/ToolFactory.hpp"
 
 namespace varnolex {
 
-inline const std::filesystem::path documentCorpus =
-    std::filesystem::path(VARNOLEX_SOURCE_DIR) / "tests/corpus/documents";
+inline const std::filesystem::path documentCorpus = sourceFolder() / "tests/corpus/documents";
 
 inline std::string corpusBytes(const std::string& name) {
     return readWholeFile(documentCorpus / name, documentSizeLimit);

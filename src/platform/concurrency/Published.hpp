@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/concurrency/ReadSection.hpp"
+
 namespace varnolex {
 
 /// An immutable object of any size, replaced as a whole by one thread at a time and read by any. A reader neither
@@ -21,13 +23,14 @@ public:
 
     /// One thread at a time. `value` may be empty.
     void publish(std::unique_ptr<const Value> value) {
-        if (const Value* old = current.exchange(value.release(), std::memory_order_seq_cst)) retired.emplace_back(old);
+        if (const Value* old = current.exchange(value.release(), std::memory_order_seq_cst))
+            retired.push_back({ReadSection::nextGeneration(), std::unique_ptr<const Value>(old)});
         reclaim();
     }
 
-    /// The publishing thread: frees what was replaced if no reader is seen inside. True when nothing is left to free.
+    /// The publishing thread: frees what was replaced if no reader can be inside it. True when nothing is left to free.
     bool reclaim() {
-        if (readers.load(std::memory_order_seq_cst) == 0) retired.clear();
+        std::erase_if(retired, [](const Retired& old) { return ReadSection::haveAllLeft(old.generation); });
         return retired.empty();
     }
 
@@ -37,22 +40,18 @@ public:
     /// Hands the object (or a null pointer) to `use`; it stays valid for the length of the call.
     template <class Use>
     decltype(auto) read(Use&& use) const {
-        const Visit visit(readers);
+        const ReadSection section;
         return std::forward<Use>(use)(current.load(std::memory_order_seq_cst));
     }
 
 private:
-    struct Visit {
-        explicit Visit(std::atomic<std::uint32_t>& counter) : readers(counter) {
-            readers.fetch_add(1, std::memory_order_seq_cst);
-        }
-        ~Visit() { readers.fetch_sub(1, std::memory_order_seq_cst); }
-        std::atomic<std::uint32_t>& readers;
+    struct Retired {
+        std::uint64_t generation;
+        std::unique_ptr<const Value> value;
     };
 
     std::atomic<const Value*> current{nullptr};
-    mutable std::atomic<std::uint32_t> readers{0};
-    std::vector<std::unique_ptr<const Value>> retired;
+    std::vector<Retired> retired;
 };
 
 }  // namespace varnolex

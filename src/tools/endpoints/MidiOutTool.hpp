@@ -10,6 +10,7 @@
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
 #include "platform/DiagnosticLog.hpp"
+#include "platform/concurrency/Guarded.hpp"
 #include "tools/endpoints/PendingBatch.hpp"
 
 namespace varnolex {

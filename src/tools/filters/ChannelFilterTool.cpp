@@ -22,8 +22,9 @@ constexpr std::array table{
 ChannelFilterTool::ChannelFilterTool() : ConfiguredTool(channelFilterDefinition) {}
 
 void ChannelFilterTool::process(const ChainMessage& message, ToolChain& chain) {
-    const bool isBlocked = isOnChannel(message) && ((current().channelMask >> message.channel()) & 1) == 0;
-    chain.forward(isBlocked ? message.dropped() : message);
+    if (isOnChannel(message) && ((current().channelMask >> message.channel()) & 1) == 0)
+        return chain.forward(message.dropped());
+    chain.forward(message);
 }
 
 bool ChannelFilterTool::isChannelEnabled(int channel) const {

@@ -8,6 +8,7 @@
 #include "endpoints/tap/JackDestinationTap.hpp"
 #include "platform/RealRuntime.hpp"
 #include "platform/ports/PortBench.hpp"
+#include "support/Places.hpp"
 
 namespace varnolex {
 namespace {
@@ -130,8 +131,7 @@ TEST_F(JackDestinationTapTest, TheDriversProgramShowsAnInterceptorWhatOthersSend
     const TemporaryFolder folder;
     ::setenv("XDG_RUNTIME_DIR", folder.path.c_str(), 1);
     ::setenv("XDG_DATA_HOME", folder.path.c_str(), 1);
-    const std::filesystem::path driver =
-        std::filesystem::path(VARNOLEX_PROGRAM).parent_path().parent_path() / "lib/varnolex/VXDriver.plugin";
+    const std::filesystem::path driver = builtProgram().parent_path().parent_path() / "lib/varnolex/VXDriver.plugin";
     tap.reset();
     ChildProcess program({(driver / "varnolex-tap").string()}, (folder.path / "log").string());
     SocketMessagePorts ports(folder.path / "varnolex");
