@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cmath>
+#include <latch>
 #include <limits>
 #include <thread>
 
@@ -73,6 +74,30 @@ TEST(Published, freesWhatNoReaderHoldsAndNothingElse) {
     EXPECT_TRUE(published.isEmpty());
     published.publish(nullptr);
     EXPECT_EQ(living, 0);
+}
+
+TEST(Published, keepsAnObjectForMoreReadersThanHavePlacesOfTheirOwn) {
+    constexpr int readerCount = 300;
+    Published<std::shared_ptr<int>> published;
+    const auto watched = std::make_shared<int>(1);
+    published.publish(std::make_unique<std::shared_ptr<int>>(watched));
+    std::latch areInside(readerCount), mayLeave(1);
+    std::vector<std::thread> readers;
+    for (int index = 0; index < readerCount; ++index)
+        readers.emplace_back([&] {
+            published.read([&](const std::shared_ptr<int>* object) {
+                areInside.count_down();
+                mayLeave.wait();
+                EXPECT_EQ(**object, 1);
+            });
+        });
+    areInside.wait();
+    published.publish(nullptr);
+    EXPECT_FALSE(published.reclaim());
+    mayLeave.count_down();
+    for (std::thread& reader : readers) reader.join();
+    EXPECT_TRUE(published.reclaim());
+    EXPECT_EQ(watched.use_count(), 1);
 }
 
 TEST(Mailbox, deliversEachSendersLettersInOrderAndCountsTheRefused) {
