@@ -51,6 +51,9 @@ struct ChainMessage {
     /// The same message, with more of its batch to come.
     ChainMessage notLast() const { return {bytes, length, timeStamp, false}; }
 
+    /// The same message as the end of a batch.
+    ChainMessage asLast() const { return {bytes, length, timeStamp, true}; }
+
     /// Other bytes in this message's place. They must outlive the call that takes the result.
     ChainMessage carrying(std::span<const std::uint8_t> other) const {
         return {other.data(), other.size(), timeStamp, isLastInBatch};

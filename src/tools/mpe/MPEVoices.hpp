@@ -1,0 +1,75 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+#include "tools/mpe/MPEChannels.hpp"
+
+namespace varnolex {
+
+/// The sounding notes of a zone, one a channel, so that 16 is the most there can be.
+class MPEVoices {
+public:
+    struct Stolen {
+        std::uint8_t channel;
+        std::uint8_t note;
+    };
+
+    struct Allocation {
+        std::uint8_t channel;
+        /// The note that has to end first on that channel.
+        std::optional<Stolen> stolen{};
+    };
+
+    /// Finds a channel for a note: the first member that is free, else that of the voice that began first. A further
+    /// note of the same key takes the voice over. `key` is the note's key (note + 128 x channel).
+    Allocation allocate(std::uint16_t key, const MPEChannels& zone) {
+        for (std::uint8_t channel = zone.first; zone.hasMember(channel); ++channel)
+            if (!voices[channel].isSounding()) return store(key, {channel});
+        const auto oldest = oldestChannel();
+        if (!oldest) return {1};
+        const std::uint16_t ended = voices[*oldest].key;
+        return store(key, {*oldest, Stolen{*oldest, static_cast<std::uint8_t>(ended % 128)}});
+    }
+
+    /// Ends the voice of a key and returns its channel.
+    std::optional<std::uint8_t> release(std::uint16_t key) {
+        for (std::uint8_t channel = 0; channel < voices.size(); ++channel) {
+            if (!voices[channel].isSounding() || voices[channel].key != key) continue;
+            voices[channel] = {};
+            return channel;
+        }
+        return std::nullopt;
+    }
+
+private:
+    struct Voice {
+        std::uint16_t key = 0;
+        /// When it began, in allocations; 0 for none.
+        std::uint64_t lastUsedTick = 0;
+
+        bool isSounding() const { return lastUsedTick != 0; }
+    };
+
+    Allocation store(std::uint16_t key, const Allocation& made) {
+        release(key);
+        voices[made.channel] = {key, ++lruTick};
+        return made;
+    }
+
+    std::optional<std::uint8_t> oldestChannel() const {
+        std::optional<std::uint8_t> oldest;
+        for (std::uint8_t channel = 0; channel < voices.size(); ++channel)
+            if (voices[channel].isSounding() &&
+                (!oldest || voices[channel].lastUsedTick < voices[*oldest].lastUsedTick))
+                oldest = channel;
+        return oldest;
+    }
+
+    /// By channel.
+    std::array<Voice, 16> voices;
+    std::uint64_t lruTick = 0;
+};
+
+}  // namespace varnolex
