@@ -46,7 +46,7 @@ constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
     /* eventConverter */ nullptr,
     /* pnMapper */ nullptr,
     /* timingClock */ &timingClockDefinition,
-    /* midiGenerator */ nullptr,
+    /* midiGenerator */ &midiGeneratorDefinition,
     /* delay */ &delayDefinition,
     /* humanize */ &humanizeDefinition,
     /* quantize */ &quantizeDefinition,

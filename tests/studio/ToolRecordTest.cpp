@@ -24,6 +24,8 @@ struct Reading {
 TEST_F(ToolRecordTest, AKeyIsReadAsItsRowSays) {
     using enum PipeToolType;
     using Integer = std::int64_t;
+    using Integers = std::vector<Integer>;
+    const std::monostate none;
     const Reading table[] = {
         {transpose, R"({"semitones": -7})", "semitones", Integer{-7}},
         {transpose, R"({"semitones": 4.0, "unknown": [{}]})", "semitones", Integer{4}},
@@ -41,6 +43,11 @@ TEST_F(ToolRecordTest, AKeyIsReadAsItsRowSays) {
          Integer{-1}},
         {midiOut, R"({"selectedVirtualOutputID": {"id": 4}})", "selectedVirtualOutputID", std::monostate{}},
         {midiOut, R"({"endpointUniqueID": -5.0})", "endpointUniqueID", Integer{-5}},
+        {midiGenerator, R"({"triggerNote": 300})", "triggerNote", Integer{255}},
+        {midiGenerator, "{}", "steps", std::vector<ParameterRecord>{}},
+        {midiGenerator, R"({"steps": [{}, {"bytes": [300, -1], "delayMsOverride": 5, "randomizeMax": null}]})", "steps",
+         std::vector<ParameterRecord>{{{Integers{144, 60, 100}, none, none, Integer{0}, Integer{127}, none}},
+                                      {{Integers{255, 0}, Integer{5}, none, Integer{0}, Integer{127}, none}}}},
     };
     for (const Reading& row : table) {
         SCOPED_TRACE(row.record);
@@ -83,6 +90,9 @@ TEST_F(ToolRecordTest, ARecordThatIsWrongSaysWhyAndChangesNothing) {
         {channelRouter, R"({"channelMap": 3})", "\"channelMap\" must be a list of integers"},
         {channelRouter, R"({"channelMap": [1, true]})", "\"channelMap\" must be a list of integers"},
         {keyMapper, R"({"mapTable": [0, 256]})", "each from 0 to 255"},
+        {midiGenerator, R"({"steps": {}})", "\"steps\" must be a list of objects"},
+        {midiGenerator, R"({"steps": [[1]]})", "\"steps\" must be a list of objects"},
+        {midiGenerator, R"({"steps": [{"bytes": 3}]})", "\"steps\": \"bytes\" must be a list of integers"},
         {transpose, "[]", "expected an object"},
         {transpose, "{\"semitones\"", "line 1, column"},
     };
