@@ -42,9 +42,4 @@ void ForwardingExit::deliver(const ChainMessage& message) noexcept {
         downstreamChains[index]->sendInWalk(message);
 }
 
-TerminalExit::TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> graphName)
-    : listeners(std::move(tap)), pipeName(std::move(graphName)) {}
-
-void TerminalExit::deliver(const ChainMessage& message) noexcept { listeners->offer(message, pipeName); }
-
 }  // namespace varnolex

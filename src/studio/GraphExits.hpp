@@ -1,12 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <string>
 #include <vector>
 
 #include "engine/ToolChain.hpp"
 #include "studio/Modular.hpp"
-#include "studio/RoutedMessageTap.hpp"
 
 namespace varnolex {
 
@@ -44,18 +42,6 @@ private:
     const std::vector<std::shared_ptr<ToolChain>> downstreamChains;
     ToolChain* const last;
     const std::shared_ptr<ParticleReporter> particles;
-};
-
-/// The end of a walk: whoever listens to what leaves the graph hears of it.
-class TerminalExit final : public ChainExit {
-public:
-    TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> graphName);
-
-    void deliver(const ChainMessage& message) noexcept override;
-
-private:
-    const std::shared_ptr<RoutedMessageTap> listeners;
-    const std::shared_ptr<const std::string> pipeName;
 };
 
 }  // namespace varnolex

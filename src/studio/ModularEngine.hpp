@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "engine/PipeToolType.hpp"
+#include "engine/RoutedMessageTap.hpp"
 #include "studio/ConnectionError.hpp"
 #include "studio/Modular.hpp"
-#include "studio/RoutedMessageTap.hpp"
 
 namespace varnolex {
 

@@ -1,4 +1,4 @@
-#include "studio/RoutedMessageTap.hpp"
+#include "engine/RoutedMessageTap.hpp"
 
 #include <algorithm>
 #include <array>
@@ -43,5 +43,10 @@ void RoutedMessageTap::offer(const ChainMessage& message, const std::shared_ptr<
         self->listener({bytes.data(), bytes.size(), held.timeStamp, held.isLastInBatch}, *pipeName);
     });
 }
+
+TerminalExit::TerminalExit(std::shared_ptr<RoutedMessageTap> tap, std::shared_ptr<const std::string> name)
+    : listeners(std::move(tap)), pipeName(std::move(name)) {}
+
+void TerminalExit::deliver(const ChainMessage& message) noexcept { listeners->offer(message, pipeName); }
 
 }  // namespace varnolex
