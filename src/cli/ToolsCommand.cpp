@@ -5,6 +5,7 @@
 #include "cli/CommandFailure.hpp"
 #include "cli/Streams.hpp"
 #include "engine/Catalogue.hpp"
+#include "language/NodeNames.hpp"
 #include "platform/VirtualRuntime.hpp"
 #include "tools/ToolFactory.hpp"
 
@@ -70,6 +71,9 @@ Json jsonOfKind(const ToolKind& kind) {
             {"icon", kind.iconName},
             {"hasInput", kind.hasInput},
             {"hasOutput", kind.hasOutput},
+            {"hasValueOutput", tool->hasValueOutput()},
+            {"isAvailable", findToolDefinition(kind.type) != nullptr},
+            {"patchNames", namesOfKind(kind.rawValue)},
             {"description", kind.description},
             {"record", record.empty() ? Json(nullptr) : Json(record)},
             {"parameters", std::move(parameters)},

@@ -85,4 +85,11 @@ const NodeName* findNodeName(std::string_view name) {
     return found == nodeNames.end() ? nullptr : &*found;
 }
 
+std::vector<std::string_view> namesOfKind(std::string_view toolType) {
+    std::vector<std::string_view> names;
+    for (const NodeName& row : nodeNames)
+        if (row.toolType == toolType) names.push_back(row.name);
+    return names;
+}
+
 }  // namespace varnolex

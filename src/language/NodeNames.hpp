@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string_view>
+#include <vector>
 
 namespace varnolex {
 
@@ -18,5 +19,8 @@ struct NodeName {
 
 /// The row of a name in any case, or null for a name that the language doesn't know.
 const NodeName* findNodeName(std::string_view name);
+
+/// The names of a kind, by its raw value; none for a kind that the language can't name.
+std::vector<std::string_view> namesOfKind(std::string_view toolType);
 
 }  // namespace varnolex
