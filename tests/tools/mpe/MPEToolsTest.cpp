@@ -23,13 +23,6 @@ TEST(MPEDistributorTool, givesEachNoteAChannel) {
               "0: 9C 46 01, 1: 9D 47 01, 2: EF 01 02, 3: 81 40 00");
 }
 
-TEST(MPEDistributorTool, hasAChannelForANoteWithoutAnyMember) {
-    ChainProbe probe(PipeToolType::mpeDistributor);
-    probe.set("autoSendConfig", false);
-    probe.set("memberCount", -1);
-    expectDialogue(probe, {{{0x90, 60, 1}, "91 3C 01 |"}, {{0x80, 60, 1}, "80 3C 01 |"}});
-}
-
 TEST(MPEDistributorTool, tellsOfTheZoneWhenItIsNews) {
     ChainProbe probe(PipeToolType::mpeDistributor);
     EXPECT_EQ(probe.answer({0x90, 60, 1}).size(), 55U);
