@@ -5,6 +5,7 @@
 #include "language/NoteName.hpp"
 #include "language/ParameterFunctions.hpp"
 #include "language/TextSplitting.hpp"
+#include "tools/harmony/ChordPreset.hpp"
 
 namespace varnolex {
 
@@ -24,20 +25,8 @@ constexpr std::array<ParameterWord, 10> scaleTypes{{{"major", 0},
                                                     {"diminished", 8},
                                                     {"custom", 9}}};
 
-constexpr std::int64_t customPreset = 45;
-
-constexpr std::array<std::string_view, customPreset> chordPresets{
-    "Major", "Minor",    "Dim",   "Aug",    "Sus2",  "Sus4",   "Maj7",    "Dom7",  "Min7", "MinMaj7", "Dim7",   "m7b5",
-    "Aug7",  "AugMaj7",  "7b5",   "6",      "m6",    "6/9",    "m6/9",    "9",     "Maj9", "m9",      "mMaj9",  "add9",
-    "madd9", "11",       "m11",   "13",     "m13",   "Maj13",  "7b9",     "7#9",   "7#11", "9#11",    "7b9b13", "7sus4",
-    "7sus2", "Maj7sus4", "9sus4", "13sus4", "Power", "Octave", "5th+Oct", "madd4", "sus24"};
-
 std::optional<std::int64_t> chordPreset(std::string_view name) {
-    if (lowerCased(name) == "custom") return customPreset;
-    for (std::size_t index = 0; index < chordPresets.size(); ++index) {
-        if (chordPresets[index] == name) return static_cast<std::int64_t>(index);
-    }
-    return std::nullopt;
+    return lowerCased(name) == "custom" ? customChordPreset : chordPresetNamed(name);
 }
 
 std::vector<std::int64_t> readIntervals(std::string_view list) {
@@ -94,7 +83,7 @@ void readChordParameters(NodeParameters& call) {
     if (preset) call.set("preset", *preset);
     if (const auto intervals = call.named({"custom"})) {
         call.set("customIntervals", readIntervals(*intervals));
-        call.set("preset", customPreset);
+        call.set("preset", customChordPreset);
     }
     call.toggle("suppressRoot", call.named({"noRoot"}));
 }
