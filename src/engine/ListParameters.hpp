@@ -42,6 +42,12 @@ constexpr Parameter optionalInteger(std::string_view key) {
     return made;
 }
 
+/// Integers of 64 bits, as many as there are, kept in a vector.
+template <auto Member>
+constexpr Parameter integerList(std::string_view key) {
+    return row<Member, listIn, std::vector<std::int64_t>>(key, ParameterShape::list);
+}
+
 /// Bytes, as many as there are: integers that are limited to 0 to 255.
 template <auto Member>
 constexpr Parameter byteList(std::string_view key) {
