@@ -14,6 +14,8 @@
 #include "endpoints/memory/MemoryService.hpp"
 #include "platform/Interruption.hpp"
 #include "platform/VirtualRuntime.hpp"
+#include "platform/hid/MemoryHID.hpp"
+#include "platform/keys/MemoryKeys.hpp"
 #include "studio/ModularEngine.hpp"
 
 namespace varnolex {
@@ -62,6 +64,10 @@ private:
 
     VirtualRuntime runtime;
     RuntimeScope runtimeScope;
+    MemoryKeys keys;
+    KeyServiceScope keysScope{keys};
+    MemoryHID devices;
+    HIDServiceScope devicesScope{devices};
     MemoryService service;
     MIDIServiceScope serviceScope;
     ModularEngine engine;

@@ -48,6 +48,29 @@ constexpr Parameter integerList(std::string_view key) {
     return row<Member, listIn, std::vector<std::int64_t>>(key, ParameterShape::list);
 }
 
+/// A text, or none.
+template <auto Member>
+constexpr Parameter optionalText(std::string_view key) {
+    using Record = typename MemberOf<decltype(Member)>::RecordType;
+    Parameter made;
+    made.key = key;
+    made.shape = ParameterShape::text;
+    made.isOptional = true;
+    made.read = [](const void* settings) -> ParameterValue {
+        const auto& held = static_cast<const Record*>(settings)->*Member;
+        if (!held) return std::monostate{};
+        return *held;
+    };
+    made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
+        auto& held = static_cast<Record*>(settings)->*Member;
+        if (std::holds_alternative<std::monostate>(value))
+            held.reset();
+        else
+            held = textIn(value, self);
+    };
+    return made;
+}
+
 /// Bytes, as many as there are: integers that are limited to 0 to 255.
 template <auto Member>
 constexpr Parameter byteList(std::string_view key) {

@@ -20,8 +20,8 @@ std::string rangeText(IntegerLimits limits) {
 }  // namespace
 
 std::string_view nameOf(ParameterShape shape) {
-    static constexpr std::array<std::string_view, 12> names{
-        "toggle", "integer", "byte", "word",     "signedWord",    "real",
+    static constexpr std::array<std::string_view, 13> names{
+        "toggle", "integer", "byte", "word",     "signedWord",    "flags",   "real",
         "choice", "text",    "list", "uniqueID", "virtualPortID", "records",
     };
     return names[static_cast<std::size_t>(shape)];

@@ -36,6 +36,7 @@ enum class ParameterShape {
     byte,
     word,
     signedWord,
+    flags,
     real,
     choice,
     text,
@@ -198,6 +199,12 @@ constexpr Parameter word(std::string_view key) {
 template <auto Member>
 constexpr Parameter signedWord(std::string_view key) {
     return number<Member>(key, ParameterShape::signedWord);
+}
+
+/// 64 bits, each with a meaning of its own; an integer with the same bits stands for them.
+template <auto Member>
+constexpr Parameter flags(std::string_view key) {
+    return number<Member>(key, ParameterShape::flags);
 }
 
 template <auto Member>

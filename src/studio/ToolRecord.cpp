@@ -36,6 +36,12 @@ JSON arrayFrom(const std::vector<ParameterRecord>& records, const Parameter& row
     return array;
 }
 
+JSON jsonFromInteger(std::int64_t value, const Parameter& row) {
+    if (row.shape == ParameterShape::choice) return row.choices[static_cast<std::size_t>(value)];
+    if (row.shape == ParameterShape::flags) return static_cast<std::uint64_t>(value);
+    return value;
+}
+
 /// Null for a value that isn't written.
 JSON jsonFrom(const ParameterValue& value, const Parameter& row) {
     return std::visit(
@@ -48,8 +54,7 @@ JSON jsonFrom(const ParameterValue& value, const Parameter& row) {
             else if constexpr (std::is_same_v<Held, std::vector<ParameterRecord>>)
                 return arrayFrom(held, row);
             else if constexpr (std::is_same_v<Held, std::int64_t>)
-                return row.shape == ParameterShape::choice ? JSON(row.choices[static_cast<std::size_t>(held)])
-                                                           : JSON(held);
+                return jsonFromInteger(held, row);
             else
                 return held;
         },
@@ -100,6 +105,10 @@ ParameterValue valueFor(const Parameter& row, const JSON& value) {
     if (row.shape == ParameterShape::records) return recordsFrom(row, value);
     const ParameterValue refused =
         row.shape == ParameterShape::list ? ParameterValue(false) : ParameterValue(std::vector<std::int64_t>{});
+    if (row.shape == ParameterShape::flags) {
+        if (value.is_number_unsigned()) return static_cast<std::int64_t>(value.get<std::uint64_t>());
+        return value.is_number_float() && value.get<double>() >= 0 ? plainValue(value).value_or(refused) : refused;
+    }
     // By number a choice is only known inside the program.
     if (row.shape == ParameterShape::choice && !value.is_string()) return refused;
     return plainValue(value).value_or(refused);

@@ -11,14 +11,16 @@
 #include "platform/DiagnosticLog.hpp"
 #include "platform/Interruption.hpp"
 #include "platform/RealRuntime.hpp"
+#include "platform/hid/HidrawDevices.hpp"
+#include "platform/keys/X11Keys.hpp"
 
 namespace varnolex {
 
 /// A user's number of seconds, of at most 1e8.
 std::optional<Nanoseconds> durationOf(std::optional<double> seconds);
 
-/// What a command that works with live MIDI stands on: the real runtime, a MIDI service and the directory of its
-/// endpoints. Its thread is the main thread.
+/// What a command that works with live MIDI stands on: the real runtime, the computer's keyboard and devices, a MIDI
+/// service and the directory of its endpoints. Its thread is the main thread.
 class LiveSession {
 public:
     /// Throws `MIDIServiceError` when the service that was asked for doesn't answer.
@@ -52,6 +54,10 @@ private:
     // Before the service, whose threads record until it ends.
     std::optional<DiagnosticLog> recorder;
     std::optional<DiagnosticLogScope> recorderScope;
+    X11Keys keys{X11Keys::ofSession()};
+    KeyServiceScope keysScope{keys};
+    HidrawDevices devices;
+    HIDServiceScope devicesScope{devices};
     std::unique_ptr<MIDIService> service;
     MIDIServiceScope serviceScope;
     MIDIManager directory;
