@@ -142,6 +142,22 @@ TEST_F(ToolRecordTest, ATextThatIsNoUTF8IsWrittenReadably) {
     EXPECT_EQ(parameterOf(*tool, "endpointName"), ParameterValue(std::string("Ke\uFFFDys\0!", 9)));
 }
 
+TEST_F(ToolRecordTest, FlagsMayTakeAllTheirBits) {
+    const auto tool = makeTool(PipeToolType::keystroke);
+    ASSERT_EQ(tryApplyConfig(R"({"modifierFlags": 18446744073709551615})", *tool), std::nullopt);
+    EXPECT_THAT(*encodeConfig(*tool), HasSubstr(R"("modifierFlags":18446744073709551615)"));
+    EXPECT_NE(tryApplyConfig(R"({"modifierFlags": -1})", *tool), std::nullopt);
+}
+
+TEST_F(ToolRecordTest, AMappingOfADeviceIsWhole) {
+    const auto tool = makeTool(PipeToolType::hid);
+    const std::string whole = R"({"mappings":[{"cookie":3,"data1":7,"status":144}],"outputChannel":0})";
+    ASSERT_EQ(tryApplyConfig(whole, *tool), std::nullopt);
+    EXPECT_EQ(encodeConfig(*tool), whole);
+    EXPECT_NE(tryApplyConfig(R"({"outputChannel":5,"mappings":[{"cookie":3,"status":144}]})", *tool), std::nullopt);
+    EXPECT_EQ(encodeConfig(*tool), whole);
+}
+
 TEST_F(ToolRecordTest, AStandInKeepsItsRecordByteForByte) {
     StandInTool tool(PipeToolType::looper);
     EXPECT_EQ(encodeConfig(tool), std::nullopt);

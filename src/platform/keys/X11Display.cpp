@@ -31,9 +31,9 @@ constexpr std::uint16_t inputMinor = 2;
 
 }  // namespace
 
-std::unique_ptr<X11Display> X11Display::open(const std::string& name, std::string& reason) {
+std::unique_ptr<X11Display> X11Display::open(const std::string& name, bool isWayland, std::string& reason) {
     std::unique_ptr<X11Display> display(new X11Display(xcb_connect(name.c_str(), nullptr)));
-    if (display->isAlive()) return display->prepare(reason) ? std::move(display) : nullptr;
+    if (display->isAlive()) return display->prepare(isWayland, reason) ? std::move(display) : nullptr;
     reason = "the X display \"" + name + "\" doesn't answer";
     return nullptr;
 }
@@ -42,7 +42,7 @@ X11Display::~X11Display() { xcb_disconnect(xcb); }
 
 bool X11Display::isAlive() const { return xcb_connection_has_error(xcb) == 0; }
 
-bool X11Display::prepare(std::string& reason) {
+bool X11Display::prepare(bool isWayland, std::string& reason) {
     rootWindow = xcb_setup_roots_iterator(xcb_get_setup(xcb)).data->root;
     if (!hasInput())
         reason = "the X display has no XInput 2.2";
@@ -50,7 +50,7 @@ bool X11Display::prepare(std::string& reason) {
         reason = "the X display has no XTest";
     else if (!readKeyNames() || !readDevices())
         reason = "the X display tells nothing of its keyboard";
-    else if (isXwayland)
+    else if (isXwayland || (isWayland && !hasKeyboard))
         reason = X11Keys::waylandReason;
     return reason.empty();
 }
@@ -93,7 +93,10 @@ bool X11Display::readDevices() {
     for (auto each = xcb_input_xi_query_device_infos_iterator(devices.get()); each.rem > 0;
          xcb_input_xi_device_info_next(&each)) {
         const std::string_view name(xcb_input_xi_device_info_name(each.data), each.data->name_len);
-        if (name.ends_with("XTEST keyboard")) testKeyboards.insert(each.data->deviceid);
+        if (name.ends_with("XTEST keyboard"))
+            testKeyboards.insert(each.data->deviceid);
+        else if (each.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD)
+            hasKeyboard = true;
         if (name.starts_with("xwayland-")) isXwayland = true;
     }
     return true;

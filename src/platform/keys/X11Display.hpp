@@ -23,7 +23,8 @@ public:
     using XKeys = std::bitset<256>;
 
     /// Null with a sentence for the user when there is no such display, or none that will do.
-    static std::unique_ptr<X11Display> open(const std::string& name, std::string& reason);
+    /// `isWayland`: the session's compositor is one of Wayland.
+    static std::unique_ptr<X11Display> open(const std::string& name, bool isWayland, std::string& reason);
     ~X11Display();
     X11Display(const X11Display&) = delete;
     X11Display& operator=(const X11Display&) = delete;
@@ -47,7 +48,7 @@ public:
 
 private:
     explicit X11Display(xcb_connection_t* connected) : xcb(connected) {}
-    bool prepare(std::string& reason);
+    bool prepare(bool isWayland, std::string& reason);
     bool hasInput() const;
     bool hasTest() const;
     bool readKeyNames();
@@ -58,8 +59,9 @@ private:
     std::uint8_t inputOpcode = 0;
     std::array<std::optional<KeyCode>, 256> codes{};
     std::set<std::uint16_t> testKeyboards;
-    /// Whether its devices are those of a Wayland compositor.
+    /// Whether its devices are those of a Wayland compositor, and whether a keyboard is among them at all.
     bool isXwayland = false;
+    bool hasKeyboard = false;
 };
 
 }  // namespace varnolex

@@ -216,7 +216,7 @@ X11Keys::~X11Keys() = default;
 
 std::unique_ptr<X11Display> X11Keys::open() {
     reason.clear();
-    if (!options.display.empty()) return X11Display::open(options.display, reason);
+    if (!options.display.empty()) return X11Display::open(options.display, options.isWayland, reason);
     reason = options.isWayland ? waylandReason : "there is no X display";
     return nullptr;
 }

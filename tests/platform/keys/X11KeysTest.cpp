@@ -68,7 +68,8 @@ protected:
         std::string pattern = (std::filesystem::temp_directory_path() / "varnolex-keys-XXXXXX").string();
         folder = mkdtemp(pattern.data());
         display = std::make_unique<DisplayServer>(folder);
-        keys = std::make_unique<X11Keys>(X11Keys::Options{display->name(), false, folder + "/notes"});
+        // A display of its own inside a Wayland session hears its own keyboard.
+        keys = std::make_unique<X11Keys>(X11Keys::Options{display->name(), true, folder + "/notes"});
     }
     void TearDown() override {
         tap.reset();
