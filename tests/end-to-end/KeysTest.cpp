@@ -1,6 +1,7 @@
 #include "end-to-end/ProgramTest.hpp"
 #include "endpoints/jack/JackServer.hpp"
 #include "support/DisplayServer.hpp"
+#include "support/Places.hpp"
 
 namespace varnolex::testing {
 namespace {
@@ -56,13 +57,14 @@ TEST_F(KeysLiveTest, turnsPagesByPedal) {
     const auto window = display->start({"stdbuf", "-oL", "xev", "-geometry", "320x240+0+0", "-event", "keyboard"},
                                        (folder / "window").string());
     display->type({"search", "--sync", "--onlyvisible", "--name", "Event Tester"});
-    const Outcome outcome = run({"run", VARNOLEX_SOURCE_DIR "/examples/page-turn.vxpatch"}, "", [&](pid_t process) {
-        EXPECT_TRUE(isListed("MidiIn"));
-        EXPECT_EQ(output({"send", "MidiIn"}, "0\tB0 43 7F\n0.2\tB0 43 00\n"), "");
-        EXPECT_TRUE(appears("window", "Next)"));
-        EXPECT_TRUE(appears("window", "KeyRelease event"));
-        ::kill(process, SIGINT);
-    });
+    const Outcome outcome =
+        run({"run", (sourceFolder() / "examples/page-turn.vxpatch").string()}, "", [&](pid_t process) {
+            EXPECT_TRUE(isListed("MidiIn"));
+            EXPECT_EQ(output({"send", "MidiIn"}, "0\tB0 43 7F\n0.2\tB0 43 00\n"), "");
+            EXPECT_TRUE(appears("window", "Next)"));
+            EXPECT_TRUE(appears("window", "KeyRelease event"));
+            ::kill(process, SIGINT);
+        });
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
 }
 

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include "platform/DescriptorThread.hpp"
@@ -197,7 +198,10 @@ std::unique_ptr<HIDConnection> HidrawDevices::open(std::uint64_t device, HIDRepo
     const auto found = std::ranges::find_if(entries, [&](const auto& each) { return each.second.device.id == device; });
     if (found == entries.end()) return nullptr;
     const int file = ::open(found->second.node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (file < 0) return nullptr;
+    if (file < 0) {
+        VarnolexLogger::shared().log(found->second.node + ": " + std::generic_category().message(errno));
+        return nullptr;
+    }
     return std::make_unique<Connection>(file, found->second.descriptor, std::move(tell));
 }
 
