@@ -21,6 +21,12 @@ TEST_P(ClockToolAllocation, staysAwayFromTheHeapInTimersToo) {
     ChainProbe probe(GetParam());
     std::size_t left = 0;
     probe.chain->setMessageDidExit(std::make_unique<CountingExit>(left));
+    if (GetParam() == PipeToolType::midiGenerator) {
+        const ParameterRecord lasting{{{}, {}, {}, {}, {}, std::int64_t{25}}};
+        probe.set("steps", std::vector{lasting, lasting});
+        probe.set("repeatMode", 2);
+        probe.set("delayMs", 10);
+    }
     if (Transport* transport = probe.tool->transport()) transport->startPlaying();
     const auto play = [&] {
         for (int count = 0; count < 100; ++count) {
@@ -40,7 +46,8 @@ TEST_P(ClockToolAllocation, staysAwayFromTheHeapInTimersToo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ClockToolAllocation,
-                         ::testing::Values(PipeToolType::timingClock, PipeToolType::arp, PipeToolType::lfo));
+                         ::testing::Values(PipeToolType::timingClock, PipeToolType::arp, PipeToolType::lfo,
+                                           PipeToolType::midiGenerator));
 
 }  // namespace
 }  // namespace varnolex::testing

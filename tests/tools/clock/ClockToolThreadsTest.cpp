@@ -50,6 +50,10 @@ TEST_P(ClockToolThreads, letsTheMainThreadChangeEverythingWhileItPlays) {
         setIfThere("latch", change % 32 < 8);
         setIfThere("syncToMidiClock", change % 3 == 0);
         setIfThere("waveform", change % 6);
+        setIfThere("repeatMode", std::int64_t{2});
+        setIfThere("delayMs", change % 2);
+        setIfThere("steps", std::vector<ParameterRecord>(static_cast<std::size_t>(change % 4)));
+        setIfThere("triggerMode", change % 3);
         setIfThere("bpm", static_cast<double>(900 + change % 90));
         tool->setLiveValue(change % 2 == 0 ? std::optional<double>() : 50.0, "gatePercent");
         if (change % 8 == 0) tool->setEnabled(change % 16 != 0);
@@ -70,7 +74,8 @@ TEST_P(ClockToolThreads, letsTheMainThreadChangeEverythingWhileItPlays) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, ClockToolThreads,
-                         ::testing::Values(PipeToolType::timingClock, PipeToolType::arp, PipeToolType::lfo));
+                         ::testing::Values(PipeToolType::timingClock, PipeToolType::arp, PipeToolType::lfo,
+                                           PipeToolType::midiGenerator));
 
 }  // namespace
 }  // namespace varnolex::testing
