@@ -51,6 +51,7 @@ public:
     template <class Field>
     Field read(Field Value::*field) const noexcept {
         static_assert(sizeof(Field) <= wordSize && alignof(Field) <= wordSize);
+        if constexpr (wordCount == 1) return read().*field;
         Value value;
         const auto* const place = reinterpret_cast<const std::byte*>(&(value.*field));
         const auto offset = static_cast<std::size_t>(place - reinterpret_cast<const std::byte*>(&value));

@@ -42,6 +42,16 @@ TEST(Snapshot, readersSeeWholeRecordsThatNeverGoBack) {
     EXPECT_EQ(snapshot.read().numbers[32], 20'000u);
 }
 
+TEST(Snapshot, readsAFieldOfASingleWord) {
+    struct Record {
+        std::uint16_t first = 0;
+        std::uint8_t second = 0;
+    };
+    Snapshot<Record> snapshot;
+    snapshot.publish({300, 7});
+    EXPECT_EQ(snapshot.read(&Record::second), 7);
+}
+
 TEST(Published, freesWhatNoReaderHoldsAndNothingElse) {
     struct Object {
         explicit Object(std::atomic<int>& counter) : living(counter) { ++living; }
