@@ -37,6 +37,9 @@ protected:
         return left;
     }
 
+    /// Whether messages are put down byte by byte in the settings: random ones make anything.
+    bool spellsOutMessages() const { return type() == PipeToolType::toggle; }
+
 private:
     /// The kinds with which the end of a batch waits for the message that carries it.
     bool delaysBatchEnds() const { return type() == PipeToolType::delay || type() == PipeToolType::humanize; }
@@ -60,6 +63,7 @@ public:
 };
 
 TEST_P(StreamConformance, makesWholeMessagesOfWholeOnes) {
+    if (spellsOutMessages()) return;
     for (const std::uint64_t seed : {1, 2, 3, 4})
         for (const Exited& one : exercise(seed, drawMessage))
             ASSERT_TRUE(one.bytes.empty() || isWholeMessage(one.bytes)) << textOf(one) << " with seed " << seed;

@@ -1,10 +1,10 @@
 #include <array>
-#include <bit>
 #include <utility>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
 #include "engine/WalkState.hpp"
+#include "tools/KeySet.hpp"
 #include "tools/ToolDefinitions.hpp"
 
 // Keeps notes sounding after their keys are released: until the key's second press, until another key when only one
@@ -28,30 +28,6 @@ constexpr std::array table{
 };
 
 constexpr std::uint8_t allNotesOff = 123;
-
-/// A set of note keys (note + 128 x channel).
-class KeySet {
-public:
-    void insert(std::uint16_t key) { words[key / 64] |= bitOf(key); }
-
-    bool remove(std::uint16_t key) {
-        const bool wasThere = (words[key / 64] & bitOf(key)) != 0;
-        words[key / 64] &= ~bitOf(key);
-        return wasThere;
-    }
-
-    template <class Use>
-    void forEach(Use&& use) const {
-        for (std::size_t word = 0; word < words.size(); ++word)
-            for (std::uint64_t bits = words[word]; bits != 0; bits &= bits - 1)
-                use(static_cast<std::uint16_t>(64 * word + static_cast<std::size_t>(std::countr_zero(bits))));
-    }
-
-private:
-    static std::uint64_t bitOf(std::uint16_t key) { return std::uint64_t{1} << (key % 64); }
-
-    std::array<std::uint64_t, 16 * 128 / 64> words{};
-};
 
 class LatchTool final : public ConfiguredTool<LatchSettings> {
 public:

@@ -1,0 +1,187 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "engine/ConfiguredTool.hpp"
+#include "engine/ToolChain.hpp"
+#include "platform/Runtime.hpp"
+#include "tools/KeySet.hpp"
+#include "tools/ToolDefinitions.hpp"
+
+// Lets the values of each controller glide to where they are sent, sixty steps a second at one speed for all distances.
+// A controller's first value, and one that is no further than the threshold from where it stands, pass at once.
+
+namespace varnolex {
+namespace {
+
+struct SmoothSettings {
+    struct Reduced {
+        std::int16_t slewMs;
+        std::uint8_t threshold;
+    };
+
+    /// Milliseconds for the whole range, up to 2000.
+    std::int64_t slewMs = 200;
+    std::int64_t threshold = 5;
+
+    Reduced realTime() const {
+        return {static_cast<std::int16_t>(std::clamp<std::int64_t>(slewMs, 0, longestSlew)),
+                static_cast<std::uint8_t>(std::clamp<std::int64_t>(threshold, 0, 127))};
+    }
+
+    static SmoothSettings fresh() {
+        SmoothSettings settings;
+        settings.threshold = 0;
+        return settings;
+    }
+
+    static constexpr int longestSlew = 2000;
+};
+
+struct SmoothLives {
+    LiveValue slewMs;
+    LiveValue threshold;
+};
+
+using namespace parameters;
+
+constexpr std::array table{
+    integer<&SmoothSettings::slewMs>("slewMs").port("Slew ms", 0, 2000).rides<&SmoothLives::slewMs>(),
+    integer<&SmoothSettings::threshold>("threshold").port("Threshold", 0, 127).rides<&SmoothLives::threshold>(),
+};
+
+constexpr int tickHz = 60;
+constexpr Nanoseconds tickPeriod(ticksPerSecond / tickHz);
+
+class SmoothTool final : public ConfiguredTool<SmoothSettings, SmoothLives> {
+public:
+    SmoothTool()
+        : ConfiguredTool(smoothDefinition),
+          timerQueue(Runtime::current().makeQueue("com.varnolex.smooth", QueuePriority::timing)) {}
+
+    void process(const ChainMessage& message, ToolChain& chain) override {
+        if (!message.isController()) return chain.forward(message);
+        if (passesAtOnce(message.noteKey(), message.data2() & 0x7F)) return chain.forward(message);
+        if (!timer) startTimer();
+        chain.forward(message.dropped());
+    }
+
+    // A glide that a stop has held goes on.
+    void chainWasWired(std::uint8_t) override {
+        inWalk([this] {
+            isWired = true;
+            runTimerIfWanted();
+        });
+    }
+
+    void stop() override {
+        inWalk([this] {
+            isWired = false;
+            timer.reset();
+        });
+    }
+
+protected:
+    void enabledDidChange(bool) override {
+        inWalk([this] { runTimerIfWanted(); });
+    }
+
+private:
+    struct Glide {
+        double current = 0;
+        double target = 0;
+        /// Whether there has been a value yet.
+        bool isKnown = false;
+    };
+
+    /// Runs what touches the running state from outside a walk.
+    template <class Work>
+    void inWalk(Work&& work) {
+        if (const auto owner = chain()) return owner->enter(work);
+        work();
+    }
+
+    /// Takes a controller's new value; if it doesn't pass, it is where the controller is to glide.
+    bool passesAtOnce(std::uint16_t key, int value) {
+        Glide& glide = glides[key];
+        const int threshold = clampedLive(0, 127, live().threshold, current(&SmoothSettings::Reduced::threshold));
+        const bool passes = !glide.isKnown || static_cast<int>(std::abs(value - glide.current)) <= threshold;
+        glide = {passes ? value : glide.current, static_cast<double>(value), true};
+        if (passes)
+            gliding.remove(key);
+        else
+            gliding.insert(key);
+        return passes;
+    }
+
+    void runTimerIfWanted() {
+        if (!isEnabled())
+            timer.reset();
+        else if (isWired && !timer && !gliding.isEmpty())
+            startTimer();
+    }
+
+    void startTimer() {
+        // Whatever has brought a message here serves as a chain.
+        isWired = true;
+        timer = timerQueue->repeating(Runtime::current().hostTime() + tickPeriod.count(), tickPeriod,
+                                      [self = weak_from_this()] {
+                                          if (const auto tool = self.lock()) static_cast<SmoothTool&>(*tool).tick();
+                                      });
+    }
+
+    void tick() {
+        const auto owner = chain();
+        if (!owner) return;
+        owner->enter([&] {
+            if (!timer || !isEnabled()) return;
+            const double step = 127 * 1000.0 / (effectiveSlew() * tickHz);
+            const HostTime now = Runtime::current().hostTime();
+            gliding.forEach([&](std::uint16_t key) {
+                if (hasArrived(glides[key], step)) gliding.remove(key);
+                emit(key, glides[key].current, now, *owner);
+            });
+            if (gliding.isEmpty()) timer.reset();
+        });
+    }
+
+    /// Moves a glide by a step, and says whether it has come to its end.
+    static bool hasArrived(Glide& glide, double step) {
+        // More than what many steps lose by rounding.
+        constexpr double slack = 1e-6;
+        const double distance = glide.target - glide.current;
+        const bool arrives = std::abs(distance) < 0.5 || std::abs(distance) <= step + slack;
+        glide.current = arrives ? glide.target : glide.current + std::copysign(step, distance);
+        return arrives;
+    }
+
+    /// Whole milliseconds, at least 1. What isn't a number counts as the shortest time.
+    double effectiveSlew() const {
+        const double ridden = live().slewMs.get().value_or(current(&SmoothSettings::Reduced::slewMs));
+        if (std::isnan(ridden)) return 1;
+        return std::max(1.0, std::trunc(std::clamp(ridden, 0.0, double{SmoothSettings::longestSlew})));
+    }
+
+    static void emit(std::uint16_t key, double value, HostTime now, ToolChain& chain) {
+        const ShortMessage control =
+            ShortMessage::controller(static_cast<std::uint8_t>(key / 128), static_cast<std::uint8_t>(key % 128),
+                                     static_cast<std::uint8_t>(std::lround(value)));
+        chain.sendToExit(ChainMessage{nullptr, 0, now, true}.carrying(control));
+    }
+
+    const std::shared_ptr<Queue> timerQueue;
+
+    // Touched inside walks only.
+    RepeatingTimer timer;
+    bool isWired = false;
+    KeySet gliding;
+    /// By controller + 128 x channel.
+    std::array<Glide, 16 * 128> glides;
+};
+
+}  // namespace
+
+const ToolDefinition smoothDefinition{PipeToolType::smooth, "SmoothConfig", table,
+                                      []() -> std::shared_ptr<PipeTool> { return std::make_shared<SmoothTool>(); }};
+
+}  // namespace varnolex
