@@ -37,7 +37,8 @@ struct Descriptor {
 
 }  // namespace
 
-/// The event loop of one server, with its two sources: the alarm, which only the serving thread sets, and the bell.
+/// The event loop of a server without a thread of its own, with its two sources: the alarm, which only the serving
+/// thread sets, and the bell.
 struct QueueServer::Loop {
     Loop()
         : alarm(context, orThrow(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC), "timerfd")),
@@ -79,11 +80,12 @@ struct QueueServer::Loop {
     Descriptor both;
 };
 
-QueueServer::QueueServer() : loop(std::make_unique<Loop>()) {}
+QueueServer::QueueServer(Drive drive) : loop(drive == Drive::loop ? std::make_unique<Loop>() : nullptr) {}
 
 QueueServer::~QueueServer() { close(); }
 
 bool QueueServer::startThread(const std::string& name, bool isTiming) {
+    alarm.setPunctual(isTiming);
     ServiceThread started = startServiceThread(name, isTiming, [this] { serve(); });
     thread = std::move(started.thread);
     return started.isRealTime;
@@ -118,6 +120,7 @@ void QueueServer::cancelAll(const void* owner) {
 }
 
 void QueueServer::ring() {
+    if (!loop) return alarm.ring();
     const std::uint64_t one = 1;
     // Only a counter that is about to overflow refuses, and that one is readable anyway.
     [[maybe_unused]] const auto size = ::write(loop->bell.native_handle(), &one, sizeof one);
@@ -153,11 +156,16 @@ bool QueueServer::prepareSleep() {
         return held.sleepsUntil;
     });
     if (until == 0) return false;
-    loop->setAlarm(until);
+    loop ? loop->setAlarm(until) : (void)(sleepEnd = until);
     return true;
 }
 
-void QueueServer::sleep() { loop->context.run_one(); }
+void QueueServer::sleep() {
+    if (loop)
+        loop->context.run_one();
+    else
+        alarm.wait(sleepEnd);
+}
 
 void QueueServer::acknowledge() { loop->context.poll(); }
 

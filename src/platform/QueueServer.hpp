@@ -8,6 +8,7 @@
 #include "platform/HostTime.hpp"
 #include "platform/InlineTask.hpp"
 #include "platform/TaskSchedule.hpp"
+#include "platform/ThreadAlarm.hpp"
 #include "platform/concurrency/Guarded.hpp"
 
 namespace varnolex {
@@ -17,7 +18,14 @@ namespace varnolex {
 /// sleeping server.
 class QueueServer {
 public:
-    QueueServer();
+    enum class Drive {
+        /// The server has a thread of its own.
+        thread,
+        /// The main thread serves it, out of `runMain` or of an event loop that watches `descriptor`.
+        loop
+    };
+
+    explicit QueueServer(Drive drive);
     ~QueueServer();
 
     /// Starts a thread that serves until `close`. `isTiming` asks for real-time scheduling; the result says whether
@@ -49,10 +57,10 @@ public:
     /// The serving thread: waits for the alarm or the bell.
     void sleep();
 
-    /// The serving thread: takes note of an alarm or bell that went off, without waiting.
+    /// The main thread: takes note of an alarm or bell that went off, without waiting. Only with `Drive::loop`.
     void acknowledge();
 
-    /// A descriptor that is readable from an alarm or bell until `acknowledge`.
+    /// A descriptor that is readable from an alarm or bell until `acknowledge`. Only with `Drive::loop`.
     int descriptor() const;
 
 private:
@@ -70,7 +78,11 @@ private:
     void serve();
 
     Guarded<Schedule> schedule;
-    std::unique_ptr<Loop> loop;
+    /// Null for a server that has its own thread, which sleeps on `alarm`.
+    const std::unique_ptr<Loop> loop;
+    ThreadAlarm alarm;
+    /// The serving thread's own.
+    HostTime sleepEnd = 0;
     std::atomic<bool> isClosing{false};
     std::thread thread;
 };

@@ -88,9 +88,9 @@ public:
     }
 
     const std::thread::id mainThread = std::this_thread::get_id();
-    std::shared_ptr<QueueServer> main = std::make_shared<QueueServer>();
-    std::shared_ptr<QueueServer> timing = std::make_shared<QueueServer>();
-    std::shared_ptr<QueueServer> normal = std::make_shared<QueueServer>();
+    std::shared_ptr<QueueServer> main = std::make_shared<QueueServer>(QueueServer::Drive::loop);
+    std::shared_ptr<QueueServer> timing = std::make_shared<QueueServer>(QueueServer::Drive::thread);
+    std::shared_ptr<QueueServer> normal = std::make_shared<QueueServer>(QueueServer::Drive::thread);
     std::shared_ptr<RealQueue> mainQueue = std::make_shared<RealQueue>(main, "com.varnolex.main");
     Mailbox<Task> mail{mailCapacity};
     /// Whether the bell was rung for letters that the main thread hasn't looked for yet.
