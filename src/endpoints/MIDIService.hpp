@@ -87,6 +87,10 @@ public:
     /// "memory", "jack" or "alsa": for telling the user what was chosen.
     virtual std::string_view backendName() const = 0;
 
+    /// Whether something that was sent to other applications is still on its way out, also what has to wait for its
+    /// time: a session that ends waits for it. Main thread.
+    virtual bool isDelivering() const { return false; }
+
     virtual MIDIStatus MIDIClientCreateWithBlock(const std::string& name, MIDINotifyBlock notify,
                                                  MIDIClientRef& client) = 0;
 

@@ -1,11 +1,14 @@
 #include "endpoints/UniqueIDTable.hpp"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <limits>
 
 #include <nlohmann/json.hpp>
 
 #include "endpoints/UniqueID.hpp"
+#include "platform/FileLock.hpp"
 #include "platform/VarnolexLogger.hpp"
 #include "platform/WholeFile.hpp"
 
@@ -18,17 +21,19 @@ constexpr std::size_t entryLimit = 10'000;
 
 }  // namespace
 
-UniqueIDTable::UniqueIDTable(std::filesystem::path storedIn) : file(std::move(storedIn)) {
-    if (!file.empty()) read();
-}
+UniqueIDTable::UniqueIDTable(std::filesystem::path storedIn) : file(std::move(storedIn)) {}
 
 std::int32_t UniqueIDTable::idForName(const std::string& name, const std::function<bool(std::int32_t)>& isTaken) {
+    refresh();
+    const auto isFree = [&](std::int32_t candidate) { return !isTaken(candidate) && !isOfAnother(candidate, name); };
+    const std::int32_t usual = uniqueIDForName(name);
+    if (!stored.contains(name) && isFree(usual)) return usual;
+    const FileLock lock(file);
+    refresh();
     const auto known = stored.find(name);
     if (known != stored.end() && !isTaken(known->second)) return known->second;
-    const std::int32_t usual = uniqueIDForName(name);
     std::int32_t candidate = usual;
-    while (isTaken(candidate) || isOfAnother(candidate, name))
-        candidate = candidate == std::numeric_limits<std::int32_t>::max() ? 1 : candidate + 1;
+    while (!isFree(candidate)) candidate = candidate == std::numeric_limits<std::int32_t>::max() ? 1 : candidate + 1;
     if (candidate == usual || known != stored.end() || stored.size() >= entryLimit) return candidate;
     stored.emplace(name, candidate);
     write();
@@ -37,6 +42,8 @@ std::int32_t UniqueIDTable::idForName(const std::string& name, const std::functi
 
 std::int32_t UniqueIDTable::rename(const std::string& from, const std::string& to, std::int32_t presentID,
                                    const std::function<bool(std::int32_t)>& isTaken) {
+    const FileLock lock(file);
+    refresh();
     const auto known = stored.find(to);
     if (known != stored.end() && (known->second == presentID || !isTaken(known->second))) return known->second;
     if (known == stored.end() && stored.size() >= entryLimit) return presentID;
@@ -51,9 +58,19 @@ bool UniqueIDTable::isOfAnother(std::int32_t uniqueID, const std::string& name) 
                                [&](const auto& entry) { return entry.second == uniqueID && entry.first != name; });
 }
 
+void UniqueIDTable::refresh() {
+    struct stat status {};
+    if (file.empty() || ::stat(file.c_str(), &status) != 0) return;
+    const std::pair found{static_cast<std::uint64_t>(status.st_ino),
+                          static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 + status.st_mtim.tv_nsec};
+    if (std::exchange(lastRead, found) == found) return;
+    read();
+}
+
 void UniqueIDTable::read() {
     try {
         const auto object = nlohmann::json::parse(readWholeFile(file, fileLimit));
+        stored.clear();
         for (const auto& [name, uniqueID] : object.items())
             if (stored.size() < entryLimit && uniqueID.is_number_unsigned() && uniqueID > 0 &&
                 uniqueID <= std::numeric_limits<std::int32_t>::max())

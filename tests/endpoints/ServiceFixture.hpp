@@ -22,7 +22,7 @@ struct TimedBytes {
 };
 
 inline void PrintTo(const TimedBytes& packet, std::ostream* out) {
-    *out << packet.timeStamp << ':' << testing::PrintToString(packet.bytes);
+    *out << packet.timeStamp << ':' << ::testing::PrintToString(packet.bytes);
 }
 
 /// A packet list with memory of its own.
@@ -45,7 +45,7 @@ inline std::vector<TimedBytes> packetsOf(const PacketListView& list) {
 }
 
 /// An in-process service in virtual time, with one client.
-class ServiceFixture : public testing::Test {
+class ServiceFixture : public ::testing::Test {
 protected:
     ServiceFixture() { EXPECT_EQ(service.MIDIClientCreateWithBlock("test", {}, client), midiSuccess); }
 

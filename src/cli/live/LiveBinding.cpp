@@ -71,8 +71,8 @@ void LiveBinding::update(End& end, const std::vector<Info>& endpoints) {
     auto found = std::ranges::find_if(endpoints, [&](const Info& info) { return info.uniqueID == end.uniqueID; });
     if (found == endpoints.end()) found = std::ranges::find(endpoints, end.endpointName, &Info::displayName);
     const MIDIEndpointRef there = found == endpoints.end() ? 0 : found->endpointRef;
-    if (there == end.attached && (there != 0 || end.attached != 0)) return;
-    const bool wasAttached = std::exchange(end.attached, there) != 0;
+    if (there == end.attached) return;
+    const bool wasAttached = std::exchange(end.attached, there).value_or(0) != 0;
     if (there == 0) {
         detach(end);
         report("\"" + end.name() + "\" waits for \"" + end.endpointName + (wasAttached ? "\", which has gone" : "\""));

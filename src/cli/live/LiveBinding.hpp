@@ -43,8 +43,8 @@ private:
         std::shared_ptr<MidiOutTool> output;
         std::optional<std::int32_t> uniqueID;
         std::string endpointName;
-        /// Of the endpoint that it is attached to; 0 while that is away.
-        MIDIEndpointRef attached = 0;
+        /// Of the endpoint that it is attached to; 0 while that is away, nothing before the first look.
+        std::optional<MIDIEndpointRef> attached{};
 
         std::string name() const { return input ? input->name() : output->name(); }
     };

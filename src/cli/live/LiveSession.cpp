@@ -12,6 +12,10 @@ using namespace std::chrono_literals;
 /// How long a user who interrupts may have to wait: a signal can't wake the main queue by itself.
 constexpr Nanoseconds interruptionStep = 20ms;
 
+/// A server that buries a program which has died lets nothing out meanwhile.
+constexpr Nanoseconds deliveryPatience = 6s;
+constexpr Nanoseconds lastTurn = 100ms;
+
 }  // namespace
 
 std::optional<Nanoseconds> durationOf(std::optional<double> seconds) {
@@ -42,6 +46,13 @@ void LiveSession::run(std::optional<Nanoseconds> duration) {
     runtime.runMain();
     limit.cancel();
     if (failure) throw CommandFailure(*std::exchange(failure, std::nullopt));
+}
+
+void LiveSession::runUntilDelivered() {
+    const HostTime limit = runtime.hostTime() + static_cast<HostTime>(deliveryPatience.count());
+    while (service->isDelivering() && runtime.hostTime() < limit) run(interruptionStep);
+    // What is out has reached the others when they have had their turn.
+    run(lastTurn);
 }
 
 void LiveSession::end() { runtime.stopMain(); }

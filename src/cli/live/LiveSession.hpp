@@ -39,6 +39,9 @@ public:
     /// was given.
     void run(std::optional<Nanoseconds> duration = std::nullopt);
 
+    /// Serves on until the service has let everything out that was sent, or for some seconds, should it be stuck.
+    void runUntilDelivered();
+
     /// Ends `run` after the task that is running.
     void end();
 

@@ -5,14 +5,6 @@
 #include "cli/live/LiveSession.hpp"
 
 namespace varnolex {
-namespace {
-
-using namespace std::chrono_literals;
-
-/// How long a service may take to let the last messages out.
-constexpr Nanoseconds lastMessages = 100ms;
-
-}  // namespace
 
 void runRun(const RunOptions& options) {
     LiveSession session(options.service);
@@ -32,7 +24,7 @@ void runRun(const RunOptions& options) {
     endpoints.onEndpointsChanged = nullptr;
     engine.setEnabled(false, *modular);
     for (const auto& output : binding.outputTools()) output->endSoundingNotes();
-    session.run(lastMessages);
+    session.runUntilDelivered();
     engine.removeModular(*modular);
 }
 

@@ -37,12 +37,12 @@ public:
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
 
-    /// Ends the notes that sound, behind what the service still holds.
-    void endNotes() {
-        const HostTime time = std::max(latest, Runtime::current().hostTime());
-        notes.end([&](std::span<const std::uint8_t> noteOff) { send(noteOff, time); });
+    /// Ends the notes that sound, behind what the service still holds, and lets everything out.
+    void finish() {
         timer.reset();
-        session.run(Nanoseconds(time + lookAhead - Runtime::current().hostTime()));
+        const HostTime time = std::max(latest, Runtime::current().hostTime());
+        if (session.isInterrupted()) notes.end([&](std::span<const std::uint8_t> noteOff) { send(noteOff, time); });
+        session.runUntilDelivered();
     }
 
 private:
@@ -96,7 +96,7 @@ void runSend(const SendOptions& options) {
     LiveSession session(options.service);
     Sender sender(session, chooseDestination(session.endpoints().destinations(), options.endpoint), input);
     session.run();
-    if (session.isInterrupted()) sender.endNotes();
+    sender.finish();
 }
 
 }  // namespace varnolex

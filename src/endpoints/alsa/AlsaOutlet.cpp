@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "core/message/DataLength.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -18,42 +17,20 @@ bool isLater(const OutgoingLetter* first, const OutgoingLetter* second) {
 
 AlsaOutlet::AlsaOutlet(std::shared_ptr<Bell> sharedBell, std::shared_ptr<AlsaLosses> sharedLosses,
                        std::function<bool()> whenFirstUsed)
-    : bell(std::move(sharedBell)), losses(std::move(sharedLosses)), onFirstUse(std::move(whenFirstUsed)) {
-    ahead.reserve(letterLimit);
+    : bell(std::move(sharedBell)), mail({sharedLosses, &sharedLosses->packets}, std::move(whenFirstUsed)) {
+    ahead.reserve(OutgoingMail::letterLimit);
 }
 
 AlsaOutlet::~AlsaOutlet() { close(); }
 
 MIDIStatus AlsaOutlet::send(MIDIPortRef port, const PacketListView& list) {
-    if (!open.get()) return midiSuccess;
     const HostTime sendingTime = Runtime::current().hostTime();
-    MIDIStatus status = midiSuccess;
-    for (const Packet& packet : list) {
-        for (auto rest = packet.bytes; !rest.empty();) {
-            const auto part = rest.first(std::min(rest.size(), OutgoingLetter::longest));
-            rest = rest.subspan(part.size());
-            auto letter = OutgoingLetter::make(port, part);
-            letter->isAhead = packet.timeStamp > sendingTime;
-            letter->time = letter->isAhead ? packet.timeStamp : sendingTime;
-            if (post(std::move(letter), part.size())) continue;
-            losses->packets.add(1);
-            status = midiQueueFull;
-            break;
-        }
-    }
+    const MIDIStatus status = mail.send(port, list, [&](OutgoingLetter& letter, HostTime time) {
+        letter.isAhead = time > sendingTime;
+        letter.time = letter.isAhead ? time : sendingTime;
+    });
     bell->ring();
-    if (!used.get() && !used.exchange(true) && onFirstUse && !onFirstUse()) used.set(false);
     return status;
-}
-
-bool AlsaOutlet::post(OutgoingLetter::Pointer letter, std::size_t length) {
-    if (bytesUnderWay.add(length) <= bytesLimit) {
-        OutgoingLetter* const posted = letter.get();
-        if (mail.post(letter.release())) return true;
-        letter.reset(posted);
-    }
-    bytesUnderWay.add(static_cast<std::size_t>(0) - length);
-    return false;
 }
 
 HostTime AlsaOutlet::drain(HostTime time, AlsaSink& sink) {
@@ -72,7 +49,7 @@ HostTime AlsaOutlet::drain(HostTime time, AlsaSink& sink) {
         *place = letter->next;
         if (!letter->next) waitingEnd = place;
         --waitingCount;
-        end(letter);
+        mail.end(letter);
         // What was passed by may go now.
         if (wasInSysEx && !isInSysEx) place = &waiting;
     }
@@ -81,18 +58,17 @@ HostTime AlsaOutlet::drain(HostTime time, AlsaSink& sink) {
 }
 
 void AlsaOutlet::takeMail() {
-    OutgoingLetter* letter = nullptr;
-    while (waitingCount < letterLimit && mail.take(letter)) {
-        letter->number = ++lastNumber;
+    while (waitingCount < OutgoingMail::letterLimit) {
+        OutgoingLetter* const letter = mail.take();
+        if (!letter) return;
         if (!letter->isAhead) {
             release(letter->time);
             append(letter);
-        } else if (ahead.size() < letterLimit) {
+        } else if (ahead.size() < OutgoingMail::letterLimit) {
             ahead.push_back(letter);
             std::push_heap(ahead.begin(), ahead.end(), isLater);
         } else {
-            losses->packets.add(1);
-            end(letter);
+            mail.lose(letter);
         }
     }
 }
@@ -137,41 +113,27 @@ bool AlsaOutlet::emit(OutgoingLetter& letter, AlsaSink& sink) {
 }
 
 bool AlsaOutlet::emitSysEx(OutgoingLetter& letter, AlsaSink& sink) {
-    const auto rest = letter.bytes().subspan(letter.taken);
-    const auto piece = rest.first(std::min(rest.size(), longestPiece));
-    const bool isStart = piece[0] == 0xF0;
-    const auto status = std::find_if(piece.begin() + isStart, piece.end(), [](auto byte) { return byte >= 0x80; });
-    const bool isEnd = status != piece.end() && *status == 0xF7;
-    const std::size_t length = static_cast<std::size_t>(status - piece.begin()) + isEnd;
-    if (!put(piece.first(length), sink)) return false;
-    letter.taken += length;
+    const SysExCut piece(letter, longestPiece);
+    if (!put(piece.bytes, sink)) return false;
+    letter.taken += piece.bytes.size();
     letter.status = 0;
-    isInSysEx = !isEnd;
+    isInSysEx = !piece.hasEnd;
     sysExSender = letter.sender;
     sysExTime = now;
     return true;
 }
 
-/// A channel or system common message, put together when running status or a real-time byte inside it asks for it.
 bool AlsaOutlet::emitShort(OutgoingLetter& letter, AlsaSink& sink) {
-    const auto bytes = letter.bytes();
-    std::size_t next = letter.taken;
-    const std::uint8_t status = bytes[next] >= 0x80 ? bytes[next++] : letter.status;
-    const std::size_t length = 1 + dataLengthOf(status);
-    std::array<std::uint8_t, 3> message{status};
-    std::size_t size = 1;
-    for (; size < length && next < bytes.size() && (bytes[next] < 0x80 || bytes[next] >= 0xF8); ++next)
-        if (bytes[next] < 0x80) message[size++] = bytes[next];
-    next = std::max(next, letter.taken + 1);
-    const bool isMessage = status != 0 && status != 0xF7 && size == length;
-    if (!isMessage)
-        losses->packets.add(1);
-    else if (!put(std::span(message).first(length), sink))
+    const ShortMessageCut cut(letter);
+    if (!cut.isMessage)
+        mail.countLoss();
+    else if (!put(cut.message(), sink))
         return false;
     // Those inside the message: it can't be split, and they may be late by its length.
-    for (; letter.taken < next; ++letter.taken)
-        if (bytes[letter.taken] >= 0xF8 && !put(bytes.subspan(letter.taken, 1), sink)) losses->packets.add(1);
-    letter.status = status < 0xF0 ? status : 0;
+    for (const std::uint8_t& byte : letter.bytes().subspan(letter.taken, cut.end - letter.taken))
+        if (byte >= 0xF8 && !put({&byte, 1}, sink)) mail.countLoss();
+    letter.taken = cut.end;
+    letter.status = cut.nextStatus;
     return true;
 }
 
@@ -184,7 +146,7 @@ bool AlsaOutlet::endSysEx(AlsaSink& sink) {
 
 void AlsaOutlet::endAbandonedSysEx(AlsaSink& sink) {
     if (!isInSysEx || stalledSince != 0 || now < sysExTime + abandonedAfter) return;
-    if (endSysEx(sink)) losses->packets.add(1);
+    if (endSysEx(sink)) mail.countLoss();
 }
 
 /// False when it has to be tried again.
@@ -199,7 +161,7 @@ bool AlsaOutlet::put(std::span<const std::uint8_t> message, AlsaSink& sink) {
         isStalled = now - stalledSince < patience;
         if (isStalled) return false;
     }
-    losses->packets.add(1);
+    mail.countLoss();
     return true;
 }
 
@@ -211,18 +173,9 @@ HostTime AlsaOutlet::nextTime() const {
     return next;
 }
 
-void AlsaOutlet::end(OutgoingLetter* letter) {
-    bytesUnderWay.add(static_cast<std::size_t>(0) - letter->bytes().size());
-    OutgoingLetter::End{}(letter);
-}
-
 void AlsaOutlet::close() {
-    const auto lose = [this](OutgoingLetter* letter) {
-        losses->packets.add(1);
-        end(letter);
-    };
-    OutgoingLetter* letter = nullptr;
-    while (mail.take(letter)) lose(letter);
+    mail.close();
+    const auto lose = [this](OutgoingLetter* letter) { mail.lose(letter); };
     std::for_each(ahead.begin(), ahead.end(), lose);
     ahead.clear();
     while (waiting) lose(std::exchange(waiting, waiting->next));
@@ -230,7 +183,6 @@ void AlsaOutlet::close() {
     waitingCount = 0;
     stalledSince = 0;
     isInSysEx = false;
-    used.set(false);
 }
 
 }  // namespace varnolex

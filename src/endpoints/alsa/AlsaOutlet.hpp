@@ -5,10 +5,8 @@
 #include <vector>
 
 #include "endpoints/EndpointRouting.hpp"
-#include "endpoints/OutgoingLetter.hpp"
+#include "endpoints/OutgoingMail.hpp"
 #include "platform/Bell.hpp"
-#include "platform/concurrency/LiveValue.hpp"
-#include "platform/concurrency/Mailbox.hpp"
 
 namespace varnolex {
 
@@ -48,8 +46,6 @@ struct AlsaLosses {
 /// again every millisecond, and after a second what waits for it is given up and counted.
 class AlsaOutlet final : public PacketOutlet {
 public:
-    static constexpr std::size_t letterLimit = 4096;
-    static constexpr std::size_t bytesLimit = 16 * 1024 * 1024;
     static constexpr std::size_t longestPiece = 256;
     static constexpr HostTime abandonedAfter = ticksPerSecond;
     static constexpr HostTime patience = ticksPerSecond;
@@ -68,18 +64,19 @@ public:
     HostTime drain(HostTime time, AlsaSink& sink);
 
     /// Whether anything was sent since the last `close`. Any thread.
-    bool isUsed() const { return used.get(); }
+    bool isUsed() const { return mail.isUsed(); }
+
+    /// Whether all that was sent is out. Any thread.
+    bool isEmpty() const { return mail.isEmpty(); }
 
     /// While an outlet isn't open nobody can hear it, and what is sent is gone without being counted. At first it is
     /// open. Main thread.
-    void setOpen(bool isOpen) { open.set(isOpen); }
+    void setOpen(bool isOpen) { mail.setOpen(isOpen); }
 
     /// Main thread, while nobody drains the outlet: what is under way is lost and counted.
     void close();
 
 private:
-    bool post(OutgoingLetter::Pointer letter, std::size_t length);
-
     void takeMail();
     void release(HostTime limit);
     void append(OutgoingLetter* letter);
@@ -91,21 +88,14 @@ private:
     void endAbandonedSysEx(AlsaSink& sink);
     bool put(std::span<const std::uint8_t> message, AlsaSink& sink);
     HostTime nextTime() const;
-    void end(OutgoingLetter* letter);
 
     const std::shared_ptr<Bell> bell;
-    const std::shared_ptr<AlsaLosses> losses;
-    const std::function<bool()> onFirstUse;
-    SharedValue<bool> open{true};
-    SharedValue<bool> used{false};
-    SharedValue<std::size_t> bytesUnderWay{0};
-    Mailbox<OutgoingLetter*> mail{letterLimit};
+    OutgoingMail mail;
 
     // The draining thread's own.
     HostTime now = 0;
     /// Earliest on top.
     std::vector<OutgoingLetter*> ahead;
-    std::uint64_t lastNumber = 0;
     /// What is due, in order.
     OutgoingLetter* waiting = nullptr;
     OutgoingLetter** waitingEnd = &waiting;

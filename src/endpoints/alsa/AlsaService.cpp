@@ -277,4 +277,9 @@ void AlsaService::undo(const Leftovers& leftovers) {
     }
 }
 
+bool AlsaService::isDelivering() const {
+    const auto isOnItsWay = [](const auto& entry) { return entry.second.outlet && !entry.second.outlet->isEmpty(); };
+    return std::ranges::any_of(links, isOnItsWay);
+}
+
 }  // namespace varnolex

@@ -61,6 +61,7 @@ public:
     std::uint64_t overruns() const { return losses->overruns.get(); }
 
     std::string_view backendName() const override { return "alsa"; }
+    bool isDelivering() const override;
 
 protected:
     void tableDidChange() override;

@@ -2,7 +2,6 @@
 
 #include <array>
 
-#include "core/message/DataLength.hpp"
 #include "platform/Runtime.hpp"
 
 namespace varnolex {
@@ -12,6 +11,8 @@ namespace {
 /// Kept free of SysEx for the short messages of the same cycle.
 constexpr std::size_t roomForShortMessages = 1024;
 constexpr std::size_t roomForRealTime = 64;
+/// Real-time bytes in one short message; a stream of them without an end isn't heard as one anyway.
+constexpr int roomForRealTimeInside = 2;
 
 std::size_t roomForSysEx(std::size_t room) {
     return room > 2 * roomForShortMessages ? room - roomForShortMessages : room / 2;
@@ -49,47 +50,23 @@ OutgoingLetter* pop(std::vector<OutgoingLetter*>& heap, Order isLater) {
 
 JackOutlet::JackOutlet(std::shared_ptr<const JackTiming> sharedTiming, std::shared_ptr<JackLosses> sharedLosses,
                        std::function<bool()> whenFirstUsed)
-    : timing(std::move(sharedTiming)), losses(std::move(sharedLosses)), onFirstUse(std::move(whenFirstUsed)) {
-    due.reserve(letterLimit);
-    ahead.reserve(letterLimit);
+    : timing(std::move(sharedTiming)), mail({sharedLosses, &sharedLosses->packets}, std::move(whenFirstUsed)) {
+    due.reserve(OutgoingMail::letterLimit);
+    ahead.reserve(OutgoingMail::letterLimit);
 }
 
 JackOutlet::~JackOutlet() { close(); }
 
 MIDIStatus JackOutlet::send(MIDIPortRef port, const PacketListView& list) {
-    if (!open.get()) return midiSuccess;
     const JackCycle cycle = timing->cycle();
     const bool isProcessing = timing->isProcessing();
     const HostTime now = Runtime::current().hostTime();
-    MIDIStatus status = midiSuccess;
-    for (const Packet& packet : list) {
-        for (auto rest = packet.bytes; !rest.empty();) {
-            const auto part = rest.first(std::min(rest.size(), OutgoingLetter::longest));
-            rest = rest.subspan(part.size());
-            auto letter = OutgoingLetter::make(port, part);
-            schedule(*letter, packet.timeStamp, now, cycle, isProcessing);
-            if (post(std::move(letter), part.size())) continue;
-            losses->packets.add(1);
-            status = midiQueueFull;
-            break;
-        }
-    }
-    if (!used.get() && !used.exchange(true) && onFirstUse && !onFirstUse()) used.set(false);
-    return status;
-}
-
-bool JackOutlet::post(OutgoingLetter::Pointer letter, std::size_t length) {
-    if (bytesUnderWay.add(length) <= bytesLimit) {
-        OutgoingLetter* const posted = letter.get();
-        if (mail.post(letter.release())) return true;
-        letter.reset(posted);
-    }
-    bytesUnderWay.add(static_cast<std::size_t>(0) - length);
-    return false;
+    return mail.send(port, list,
+                     [&](OutgoingLetter& letter, HostTime time) { schedule(letter, time, now, cycle, isProcessing); });
 }
 
 void JackOutlet::schedule(OutgoingLetter& letter, HostTime time, HostTime now, const JackCycle& cycle,
-                          bool isProcessing) const {
+                          bool isProcessing) {
     letter.time = time != 0 ? time : now;
     if (cycle.frames == 0) {
         letter.isAhead = letter.time > now;
@@ -123,24 +100,23 @@ void JackOutlet::drain(const JackCycle& cycle, JackEventSink& sink) {
 }
 
 void JackOutlet::takeMail(const JackCycle& cycle) {
-    OutgoingLetter* letter = nullptr;
-    while (due.size() + heldCount < letterLimit && mail.take(letter)) {
-        letter->number = ++lastNumber;
-        if (letter->isAhead && ahead.size() < letterLimit) {
-            push(ahead, letter, isAheadLater);
-        } else if (letter->isAhead) {
-            losses->packets.add(1);
-            end(letter);
-        } else {
+    while (due.size() + heldCount < OutgoingMail::letterLimit) {
+        OutgoingLetter* const letter = mail.take();
+        if (!letter) return;
+        if (!letter->isAhead) {
             letter->frame = std::min(letter->frame, cycle.firstFrame + longestWaitInCycles * cycle.frames);
             if (!letter->isRealTime) letter->frame = lastFrame = std::max(letter->frame, lastFrame);
             push(due, letter, isDueLater);
+        } else if (ahead.size() < OutgoingMail::letterLimit) {
+            push(ahead, letter, isAheadLater);
+        } else {
+            mail.lose(letter);
         }
     }
 }
 
 void JackOutlet::releaseWhatCameDue(const JackCycle& cycle) {
-    while (!ahead.empty() && due.size() < letterLimit) {
+    while (!ahead.empty() && due.size() < OutgoingMail::letterLimit) {
         const std::int64_t frame = cycle.frameOf(ahead.front()->time);
         if (frame >= cycle.endFrame()) return;
         OutgoingLetter* const letter = pop(ahead, isAheadLater);
@@ -152,7 +128,7 @@ void JackOutlet::releaseWhatCameDue(const JackCycle& cycle) {
 void JackOutlet::resume(JackEventSink& sink) {
     if (!current) return;
     if (emitBytes(*current, sink))
-        end(std::exchange(current, nullptr));
+        mail.end(std::exchange(current, nullptr));
     else
         isFull = true;
 }
@@ -197,7 +173,7 @@ void JackOutlet::emit(OutgoingLetter* letter, const JackCycle& cycle, JackEventS
     offset = std::max(offset, static_cast<std::uint32_t>(own));
     const bool wasInSysEx = isInSysEx;
     if (emitBytes(*letter, sink)) {
-        end(letter);
+        mail.end(letter);
     } else {
         current = letter;
         isFull = true;
@@ -226,45 +202,31 @@ bool JackOutlet::emitBytes(OutgoingLetter& letter, JackEventSink& sink) {
 }
 
 bool JackOutlet::emitSysEx(OutgoingLetter& letter, JackEventSink& sink) {
-    const auto rest = letter.bytes().subspan(letter.taken);
-    const bool isStart = rest[0] == 0xF0;
-    const auto status = std::find_if(rest.begin() + isStart, rest.end(), [](auto byte) { return byte >= 0x80; });
-    const bool hasEnd = status != rest.end() && *status == 0xF7;
-    const std::size_t whole = static_cast<std::size_t>(status - rest.begin()) + hasEnd;
+    const SysExCut cut(letter, OutgoingLetter::longest);
+    const std::size_t whole = cut.bytes.size();
     const std::size_t room = roomForSysEx(sink.room());
     const std::size_t wholeRoom = roomForSysEx(sink.wholeRoom());
-    if (whole > room && (room < std::min(smallestPiece, wholeRoom) || (isStart && hasEnd && whole <= wholeRoom)))
-        return false;
+    const bool mayFitLater = cut.isStart && cut.hasEnd && whole <= wholeRoom;
+    if (whole > room && (room < std::min(smallestPiece, wholeRoom) || mayFitLater)) return false;
     const std::size_t length = std::min(whole, room);
-    if (!sink.write(offset, rest.first(length))) return false;
+    if (!sink.write(offset, cut.bytes.first(length))) return false;
     letter.taken += length;
     letter.status = 0;
-    isInSysEx = length < whole || !hasEnd;
+    isInSysEx = length < whole || !cut.hasEnd;
     sysExSender = letter.sender;
     sysExTime = cycleStart;
     return true;
 }
 
-/// A channel or system common message, put together when running status or a real-time byte inside it asks for it.
 bool JackOutlet::emitShort(OutgoingLetter& letter, JackEventSink& sink) {
-    const auto bytes = letter.bytes();
-    std::size_t next = letter.taken;
-    if (bytes[next] >= 0x80) letter.status = bytes[next++];
-    const std::uint8_t status = letter.status;
-    const std::size_t length = 1 + dataLengthOf(status);
-    std::array<std::uint8_t, 3> message{status};
-    std::size_t size = 1;
-    std::size_t realTimeBytes = 0;
-    for (; size < length && next < bytes.size() && (bytes[next] < 0x80 || bytes[next] >= 0xF8); ++next) {
-        if (bytes[next] < 0x80)
-            message[size++] = bytes[next];
-        else if (realTimeBytes++ < 2)
-            sink.write(offset, bytes.subspan(next, 1));
-    }
-    letter.taken = std::max(next, letter.taken + 1);
-    if (status >= 0xF0) letter.status = 0;
-    if (status == 0 || status == 0xF7 || size < length || !sink.write(offset, std::span(message).first(length)))
-        losses->packets.add(1);
+    const ShortMessageCut cut(letter);
+    // Those inside the message go before it.
+    int room = roomForRealTimeInside;
+    for (const std::uint8_t& byte : letter.bytes().subspan(letter.taken, cut.end - letter.taken))
+        if (byte >= 0xF8 && room-- > 0) sink.write(offset, {&byte, 1});
+    letter.taken = cut.end;
+    letter.status = cut.nextStatus;
+    if (!cut.isMessage || !sink.write(offset, cut.message())) mail.countLoss();
     return true;
 }
 
@@ -277,21 +239,12 @@ bool JackOutlet::endSysEx(JackEventSink& sink) {
 
 void JackOutlet::endAbandonedSysEx(JackEventSink& sink) {
     if (!isInSysEx || current || cycleStart < sysExTime + abandonedAfter) return;
-    if (endSysEx(sink)) losses->packets.add(1);
-}
-
-void JackOutlet::end(OutgoingLetter* letter) {
-    bytesUnderWay.add(static_cast<std::size_t>(0) - letter->bytes().size());
-    OutgoingLetter::End{}(letter);
+    if (endSysEx(sink)) mail.countLoss();
 }
 
 void JackOutlet::close() {
-    const auto lose = [this](OutgoingLetter* letter) {
-        losses->packets.add(1);
-        end(letter);
-    };
-    OutgoingLetter* letter = nullptr;
-    while (mail.take(letter)) lose(letter);
+    mail.close();
+    const auto lose = [this](OutgoingLetter* letter) { mail.lose(letter); };
     std::for_each(due.begin(), due.end(), lose);
     std::for_each(ahead.begin(), ahead.end(), lose);
     due.clear();
@@ -303,7 +256,6 @@ void JackOutlet::close() {
     isInSysEx = false;
     isFlowing = false;
     lastFrame = 0;
-    used.set(false);
 }
 
 }  // namespace varnolex

@@ -5,10 +5,8 @@
 #include <vector>
 
 #include "endpoints/EndpointRouting.hpp"
-#include "endpoints/OutgoingLetter.hpp"
+#include "endpoints/OutgoingMail.hpp"
 #include "endpoints/jack/JackTiming.hpp"
-#include "platform/concurrency/LiveValue.hpp"
-#include "platform/concurrency/Mailbox.hpp"
 
 namespace varnolex {
 
@@ -43,8 +41,6 @@ struct JackLosses {
 /// everything else that isn't a real-time byte waits. One that isn't continued for a second is ended.
 class JackOutlet final : public PacketOutlet {
 public:
-    static constexpr std::size_t letterLimit = 4096;
-    static constexpr std::size_t bytesLimit = 16 * 1024 * 1024;
     static constexpr HostTime abandonedAfter = ticksPerSecond;
 
     /// `sharedTiming` and `sharedLosses` are those of the client. `whenFirstUsed` is called by the first `send` behind
@@ -63,11 +59,14 @@ public:
     void drain(const JackCycle& cycle, JackEventSink& sink);
 
     /// Whether anything was sent since the last `close`. Any thread.
-    bool isUsed() const { return used.get(); }
+    bool isUsed() const { return mail.isUsed(); }
+
+    /// Whether all that was sent is out. Any thread.
+    bool isEmpty() const { return mail.isEmpty(); }
 
     /// While an outlet isn't open nobody can hear it, and what is sent is gone without being counted. At first it is
     /// open. Main thread.
-    void setOpen(bool isOpen) { open.set(isOpen); }
+    void setOpen(bool isOpen) { mail.setOpen(isOpen); }
 
     /// Main thread, while no cycle drains the outlet: what is under way is lost and counted.
     void close();
@@ -76,8 +75,8 @@ private:
     /// Earliest on top, by what `isLater` compares.
     using Heap = std::vector<OutgoingLetter*>;
 
-    bool post(OutgoingLetter::Pointer letter, std::size_t length);
-    void schedule(OutgoingLetter& letter, HostTime time, HostTime now, const JackCycle& cycle, bool isProcessing) const;
+    static void schedule(OutgoingLetter& letter, HostTime time, HostTime now, const JackCycle& cycle,
+                         bool isProcessing);
 
     void takeMail(const JackCycle& cycle);
     void releaseWhatCameDue(const JackCycle& cycle);
@@ -93,21 +92,14 @@ private:
     bool emitShort(OutgoingLetter& letter, JackEventSink& sink);
     bool endSysEx(JackEventSink& sink);
     void endAbandonedSysEx(JackEventSink& sink);
-    void end(OutgoingLetter* letter);
 
     const std::shared_ptr<const JackTiming> timing;
-    const std::shared_ptr<JackLosses> losses;
-    const std::function<bool()> onFirstUse;
-    SharedValue<bool> open{true};
-    SharedValue<bool> used{false};
-    SharedValue<std::size_t> bytesUnderWay{0};
-    Mailbox<OutgoingLetter*> mail{letterLimit};
+    OutgoingMail mail;
 
     // The process thread's own.
     bool isFlowing = false;
     Heap due;
     Heap ahead;
-    std::uint64_t lastNumber = 0;
     std::int64_t lastFrame = 0;
     /// What waits for the end of a SysEx or for the next cycle's room, in order.
     OutgoingLetter* held = nullptr;

@@ -1,5 +1,6 @@
 #include "endpoints/jack/JackService.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <set>
 
@@ -208,6 +209,11 @@ bool JackService::publishGraph() {
             next->inlets.push_back({link.port, reference, endpoint->isSource});
     }
     return client->setGraph(std::move(next));
+}
+
+bool JackService::isDelivering() const {
+    const auto isOnItsWay = [](const auto& entry) { return entry.second.outlet && !entry.second.outlet->isEmpty(); };
+    return std::ranges::any_of(links, isOnItsWay);
 }
 
 }  // namespace varnolex

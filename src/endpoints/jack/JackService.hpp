@@ -59,6 +59,7 @@ public:
     std::uint64_t lostEvents() const { return losses->events.get(); }
 
     std::string_view backendName() const override { return "jack"; }
+    bool isDelivering() const override;
 
 protected:
     void tableDidChange() override;

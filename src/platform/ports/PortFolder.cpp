@@ -40,20 +40,6 @@ bool isStillThere(int file, int folder, const std::string& name) {
 
 }  // namespace
 
-OwnedDescriptor& OwnedDescriptor::operator=(OwnedDescriptor&& other) noexcept {
-    if (this != &other) {
-        reset();
-        number = other.release();
-    }
-    return *this;
-}
-
-int OwnedDescriptor::release() { return std::exchange(number, -1); }
-
-void OwnedDescriptor::reset() {
-    if (number >= 0) ::close(release());
-}
-
 std::filesystem::path PortFolder::usualPath() {
     const char* const variable = std::getenv("XDG_RUNTIME_DIR");
     const std::filesystem::path runtime = variable ? variable : "";

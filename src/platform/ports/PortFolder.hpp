@@ -3,24 +3,9 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/OwnedDescriptor.hpp"
+
 namespace varnolex {
-
-/// A file descriptor of ours, closed with its owner.
-class OwnedDescriptor {
-public:
-    explicit OwnedDescriptor(int opened = -1) : number(opened) {}
-    OwnedDescriptor(OwnedDescriptor&& other) noexcept : number(other.release()) {}
-    OwnedDescriptor& operator=(OwnedDescriptor&& other) noexcept;
-    ~OwnedDescriptor() { reset(); }
-
-    int get() const { return number; }
-    explicit operator bool() const { return number >= 0; }
-    int release();
-    void reset();
-
-private:
-    int number;
-};
 
 /// The folder in which the sockets of the user's programs lie, private to the user: nobody else may look inside.
 class PortFolder {

@@ -7,21 +7,14 @@
 
 #include "endpoints/ServiceFixture.hpp"
 #include "endpoints/alsa/AlsaService.hpp"
-#include "endpoints/jack/JackServer.hpp"
 #include "platform/RealRuntime.hpp"
+#include "support/ChildProcess.hpp"
+#include "support/SysExBytes.hpp"
 
 namespace varnolex {
 namespace {
 
 constexpr int patienceMilliseconds = 30'000;
-
-Bytes sysEx(std::size_t size) {
-    Bytes bytes(size);
-    for (std::size_t index = 0; index < size; ++index) bytes[index] = static_cast<std::uint8_t>(index * 7 % 127);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
-}
 
 /// A program on the sequencer of this machine, with one input port that collects what it hears.
 class Station {

@@ -3,6 +3,7 @@
 #include "endpoints/ServiceFixture.hpp"
 #include "endpoints/alsa/AlsaOutlet.hpp"
 #include "support/AllocationTrap.hpp"
+#include "support/SysExBytes.hpp"
 
 namespace varnolex {
 namespace {
@@ -57,14 +58,6 @@ protected:
     FakeReceiver receiver;
     HostTime next = 0;
 };
-
-Bytes sysEx(std::size_t size) {
-    Bytes bytes(size);
-    for (std::size_t index = 0; index < size; ++index) bytes[index] = static_cast<std::uint8_t>(index % 127);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
-}
 
 TEST_F(AlsaOutletTest, BytesBecomeWholeMessagesAndWhatIsNoneIsCounted) {
     struct Case {
@@ -181,11 +174,13 @@ TEST_F(AlsaOutletTest, AReceiverThatTakesNothingForASecondLosesWhatWaitsAndIsTri
 
 TEST_F(AlsaOutletTest, AFullOutletRefusesCountsAndGoesOn) {
     std::uint64_t refused = 0;
-    for (std::size_t index = 0; index < 2 * AlsaOutlet::letterLimit; ++index)
+    for (std::size_t index = 0; index < 2 * OutgoingMail::letterLimit; ++index)
         if (send({{0, {0x90, 60, 100}}}) == midiQueueFull) ++refused;
-    EXPECT_EQ(refused, AlsaOutlet::letterLimit);
+    EXPECT_EQ(refused, OutgoingMail::letterLimit);
     EXPECT_EQ(losses->packets.get(), refused);
-    EXPECT_EQ(drained().size(), AlsaOutlet::letterLimit);
+    EXPECT_FALSE(outlet.isEmpty());
+    EXPECT_EQ(drained().size(), OutgoingMail::letterLimit);
+    EXPECT_TRUE(outlet.isEmpty());
     EXPECT_EQ(send({{0, {0x80, 60, 0}}}), midiSuccess);
     EXPECT_THAT(drained(), ElementsAre(Bytes{0x80, 60, 0}));
 }

@@ -10,6 +10,7 @@
 #include "platform/VarnolexLogger.hpp"
 #include "platform/WholeFile.hpp"
 #include "support/AllocationTrap.hpp"
+#include "support/SysExBytes.hpp"
 
 namespace varnolex {
 namespace {
@@ -101,14 +102,6 @@ protected:
     std::int64_t number = 10;
     std::size_t room = 32'720;
 };
-
-Bytes sysEx(std::size_t size) {
-    Bytes bytes(size);
-    for (std::size_t index = 0; index < size; ++index) bytes[index] = static_cast<std::uint8_t>(index % 127);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
-}
 
 Bytes joined(const std::vector<Event>& events) {
     Bytes bytes;
@@ -235,7 +228,7 @@ TEST_F(JackOutletTest, AFloodKeepsItsOrderAndWhatFindsNoPlaceIsCounted) {
                   {0xE0, static_cast<std::uint8_t>(accepted % 128), static_cast<std::uint8_t>(accepted / 128)}}}) ==
            midiSuccess)
         ++accepted;
-    EXPECT_GE(accepted, JackOutlet::letterLimit);
+    EXPECT_GE(accepted, OutgoingMail::letterLimit);
     EXPECT_EQ(losses->packets.get(), 1u);
     std::size_t heard = 0;
     for (int round = 0; round < 200; ++round)
@@ -343,6 +336,14 @@ TEST(UniqueIDTableTest, ANameGetsItsIDAgainAlsoWhenItHadToGiveWayOrWasRenamed) {
         EXPECT_EQ(table.idForName("keys:b", nothingTaken), 4711);
         EXPECT_EQ(table.idForName("keys:a", nothingTaken), uniqueIDForName("keys:a"));
     }
+    // Two programs at once.
+    UniqueIDTable one(file), other(file);
+    const auto padTaken = [&](std::int32_t id) { return id == uniqueIDForName("pad:in"); };
+    EXPECT_EQ(one.idForName("pad:in", padTaken), uniqueIDForName("pad:in") + 1);
+    EXPECT_EQ(other.rename("keys:b", "keys:c", 4711, nothingTaken), 4711);
+    EXPECT_EQ(other.idForName("pad:in", nothingTaken), uniqueIDForName("pad:in") + 1);
+    EXPECT_EQ(one.idForName("keys:c", nothingTaken), 4711);
+
     const auto sink = VarnolexLogger::shared().replaceSink([](std::string_view) {});
     writeWholeFile(file, R"({"synth:in": "seven", "keys:b": 99999999999, "x": -4})");
     EXPECT_EQ(UniqueIDTable(file).idForName("synth:in", nothingTaken), usual);

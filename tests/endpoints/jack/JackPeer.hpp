@@ -58,7 +58,15 @@ public:
     bool connect(const std::string& from, const std::string& to) {
         return jack_connect(client, from.c_str(), to.c_str()) == 0;
     }
+    bool isHeardBySomebody() { return output && jack_port_connected(output) > 0; }
     bool knowsPort(const std::string& name) { return jack_port_by_name(client, name.c_str()) != nullptr; }
+    /// The whole name of the first port that a regular expression finds; empty for none.
+    std::string portLike(const std::string& pattern) const {
+        const char** const names = jack_get_ports(client, pattern.c_str(), nullptr, 0);
+        std::string found = names ? names[0] : "";
+        jack_free(names);
+        return found;
+    }
     void renameOutput(const std::string& name) { jack_port_rename(client, output, name.c_str()); }
     void leaveOutput() { jack_port_unregister(client, std::exchange(output, nullptr)); }
     void returnOutput() { output = jack_port_register(client, "out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0); }

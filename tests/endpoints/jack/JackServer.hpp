@@ -5,7 +5,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>

@@ -12,6 +12,7 @@
 #include "endpoints/jack/JackService.hpp"
 #include "platform/MonotonicTime.hpp"
 #include "platform/RealRuntime.hpp"
+#include "support/SysExBytes.hpp"
 
 namespace varnolex {
 namespace {
@@ -131,14 +132,6 @@ protected:
 };
 
 std::unique_ptr<JackServer> JackServiceTest::server;
-
-Bytes sysEx(std::size_t size) {
-    Bytes bytes(size);
-    for (std::size_t index = 0; index < size; ++index) bytes[index] = static_cast<std::uint8_t>(index * 7 % 127);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
-}
 
 Bytes note(std::size_t number) {
     return {0x90, static_cast<std::uint8_t>(number % 128), static_cast<std::uint8_t>(1 + number / 128)};
@@ -331,7 +324,7 @@ TEST_F(JackServiceTest, AServerThatDiesLeavesTheProgramRunningAndEverythingComes
         server->start();
         peer = std::make_unique<JackPeer>("phoenix");
         ASSERT_EQ(await("phoenix out", true), source);
-        EXPECT_TRUE(waitFor([&] { return peer->knowsPort("Varnolex:Lasting"); }));
+        EXPECT_TRUE(waitFor([&] { return peer->knowsPort("Varnolex:Lasting") && peer->isHeardBySomebody(); }));
         received.take();
         peer->play(note(2));
         EXPECT_TRUE(waitFor([&] { return receivedBytes() == note(2); }));
