@@ -21,6 +21,17 @@ std::set<std::int32_t> difference(const std::set<std::int32_t>& all, const std::
     return rest;
 }
 
+/// Those that are heard and aren't there, without the newest ones.
+template <class Info>
+std::vector<Info> longGone(const std::set<MIDIEndpointRef>& heard, const std::vector<Info>& present) {
+    std::vector<Info> gone;
+    for (const MIDIEndpointRef reference : heard)
+        if (std::ranges::find(present, reference, &Info::endpointRef) == present.end())
+            gone.push_back({.endpointRef = reference});
+    gone.resize(gone.size() - std::min(gone.size(), GatewayConnections::goneLimit));
+    return gone;
+}
+
 }  // namespace
 
 GatewayConnections::GatewayConnections(const MIDIManager& directory, MIDIGateway& hub,
@@ -33,11 +44,15 @@ GatewayConnections::GatewayConnections(const MIDIManager& directory, MIDIGateway
 
 void GatewayConnections::syncGatewayConnections() {
     for (const MIDISourceInfo& source : manager.sources()) gateway.connectSource(source);
+    if (PortInputStream* const stream = gateway.portInputStream())
+        for (const auto& source : longGone(stream->connectedEndpoints(), manager.sources())) stream->disconnect(source);
     MIDIInterceptor* const interceptor = gateway.interceptor();
     if (!interceptor) return;
     const auto own = ownUniqueIDs();
     for (const MIDIDestinationInfo& destination : manager.destinations())
         isIntercepted(destination, own) ? interceptor->add(destination) : interceptor->remove(destination);
+    for (const auto& destination : longGone(interceptor->activeEndpoints(), manager.destinations()))
+        interceptor->remove(destination);
 }
 
 void GatewayConnections::endpointsDidChange() {

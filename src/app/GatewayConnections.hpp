@@ -20,10 +20,13 @@ public:
         std::set<std::int32_t> addedDestinations;
     };
 
+    /// Endpoints that have gone are listened to on, in case they come back: so many of each direction.
+    static constexpr std::size_t goneLimit = 16;
+
     /// All of them must outlive it. What is there at the beginning counts as known.
     GatewayConnections(const MIDIManager& directory, MIDIGateway& hub, const VirtualPortManager& virtualPorts);
 
-    /// Connects every source that isn't connected yet.
+    /// Connects every source that isn't connected yet, and lets go of those that went first among too many gone ones.
     void syncGatewayConnections();
 
     /// For `MIDIManager::onEndpointsChanged`.

@@ -71,6 +71,17 @@ TEST_F(GatewayConnectionsTest, TellsWhatCameAndCountsAReturnAsNew) {
     EXPECT_THAT(changes[3].addedSources, ElementsAre(11));
 }
 
+TEST_F(GatewayConnectionsTest, ListensOnToEndpointsThatHaveGoneButNotToThemAll) {
+    for (int round = 0; round < 40; ++round) {
+        service.unplug(plugSource("Keys", 11));
+        service.unplug(plug("Synth", 21));
+        runtime.settle();
+    }
+    EXPECT_EQ(gateway.portInputStream()->connectedEndpoints().size(), GatewayConnections::goneLimit);
+    EXPECT_EQ(gateway.interceptor()->activeEndpoints().size(), GatewayConnections::goneLimit);
+    EXPECT_THAT(whoIsHeard(plugSource("Keys", 11)), ElementsAre("Keys"));
+}
+
 TEST_F(GatewayConnectionsTest, DoesNotTakeItsOwnOutputsForNewSources) {
     virtualPorts.addOutput("Mine");
     runtime.settle();
