@@ -36,6 +36,13 @@ void measureStart(const Effort& effort, Figures& figures);
 /// in quick.
 void measureTimers(const Effort& effort, Figures& figures);
 
+/// 200,000 messages a second from one source, for ten seconds or two in quick, beside a studio that is played.
+void measureFlood(const Effort& effort, Figures& figures);
+
+/// A busy session among hostile programs, in real time and in virtual time: what it has grown by at its end. Half a
+/// minute, in quick six seconds, and an hour; with `isLong` ten minutes and a day.
+void measureSoak(const Effort& effort, Figures& figures);
+
 /// Sends messages through `nodes` nodes in series and does nothing else: for a profiler, which collects inside
 /// `varnolexBenchWalk` alone.
 void walkForProfiler(std::size_t nodes, std::size_t messages);

@@ -10,6 +10,8 @@ namespace varnolex::bench {
 /// How long the run may take.
 struct Effort {
     bool isQuick = false;
+    /// A soak of full length.
+    bool isLong = false;
     /// Times that each pair of subject and floor is measured.
     std::size_t passes = 15;
     /// Messages in one pass of a figure that takes nanoseconds.
@@ -18,7 +20,7 @@ struct Effort {
     std::size_t events = 1'000'000;
 
     static Effort full() { return {}; }
-    static Effort quick() { return {true, 5, 20'000, 100'000}; }
+    static Effort quick() { return {true, false, 5, 20'000, 100'000}; }
 };
 
 /// One line of the table.

@@ -19,7 +19,8 @@ void measureAll(const Effort& effort, std::string_view only, Figures& figures) {
         {"parser", measureParser},   {"monitoring", measureMonitoring},
         {"files", measureMIDIFiles}, {"documents", measureDocuments},
         {"render", measureRender},   {"start", measureStart},
-        {"timers", measureTimers},
+        {"timers", measureTimers},   {"flood", measureFlood},
+        {"soak", measureSoak},
     };
     for (const Group& group : groups)
         if (only.empty() || only == group.name) group.measure(effort, figures);
@@ -34,6 +35,8 @@ int main(int argc, char** argv) {
         const std::string_view word = argv[index];
         if (word == "--quick") {
             effort = Effort::quick();
+        } else if (word == "--long") {
+            effort.isLong = true;
         } else if (word == "--walk" && index + 1 < argc) {
             walkForProfiler(std::strtoul(argv[index + 1], nullptr, 10), 10'000);
             return 0;
@@ -41,8 +44,8 @@ int main(int argc, char** argv) {
             only = argv[++index];
         } else {
             std::fprintf(stderr,
-                         "usage: varnolex-bench [--quick] [--only "
-                         "walk|tools|parser|monitoring|files|documents|render|start|timers]"
+                         "usage: varnolex-bench [--quick | --long] [--only "
+                         "walk|tools|parser|monitoring|files|documents|render|start|timers|flood|soak]"
                          " | --walk NODES\n");
             return 2;
         }
