@@ -19,8 +19,8 @@ LiveStage::LiveStage(const std::string& patch) {
         if (auto* input = dynamic_cast<MidiInTool*>(node->tool.get())) input->connectToSource(uniqueIDOf(keys));
         if (auto* output = dynamic_cast<MidiOutTool*>(node->tool.get()))
             output->connectToDestination(uniqueIDOf(synth));
-        if (Transport* transport = node->tool->transport()) transport->startPlaying();
     }
+    pressStart(*modular);
 }
 
 void LiveStage::watch(MessagePorts* ports) {

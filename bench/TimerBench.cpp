@@ -92,13 +92,10 @@ void tickTool(std::size_t count, std::promise<double> start, Ticks& ticks) {
             if (ticks.times.size() == 1) start.set_value(ticks.times.front());
         }
     });
-    for (const auto& node : modular->nodes) {
+    for (const auto& node : modular->nodes)
         if (auto* output = dynamic_cast<MidiOutTool*>(node->tool.get())) output->connectToDestination(uniqueID);
-        if (Transport* transport = node->tool->transport()) {
-            ticks.start = now();
-            transport->startPlaying();
-        }
-    }
+    ticks.start = now();
+    pressStart(*modular);
     const WorkItem end = runtime.mainQueue().after(
         Nanoseconds(static_cast<std::int64_t>(period * static_cast<double>(count + 20))), [&] { runtime.stopMain(); });
     runtime.runMain();
