@@ -17,6 +17,9 @@ void measureWalks(const Effort& effort, Figures& figures);
 /// Each kind of tool that answers within the call.
 void measureTools(const Effort& effort, Figures& figures);
 
+/// A message through a script, in simulated time and in live work, against the engine's own bare call.
+void measureScripts(const Effort& effort, Figures& figures);
+
 /// From bytes to typed, shared messages.
 void measureParser(const Effort& effort, Figures& figures);
 

@@ -15,12 +15,10 @@ void measureAll(const Effort& effort, std::string_view only, Figures& figures) {
         void (*measure)(const Effort&, Figures&);
     };
     constexpr Group groups[]{
-        {"walk", measureWalks},      {"tools", measureTools},
-        {"parser", measureParser},   {"monitoring", measureMonitoring},
-        {"files", measureMIDIFiles}, {"documents", measureDocuments},
-        {"render", measureRender},   {"start", measureStart},
-        {"timers", measureTimers},   {"flood", measureFlood},
-        {"soak", measureSoak},
+        {"walk", measureWalks},          {"tools", measureTools},           {"script", measureScripts},
+        {"parser", measureParser},       {"monitoring", measureMonitoring}, {"files", measureMIDIFiles},
+        {"documents", measureDocuments}, {"render", measureRender},         {"start", measureStart},
+        {"timers", measureTimers},       {"flood", measureFlood},           {"soak", measureSoak},
     };
     for (const Group& group : groups)
         if (only.empty() || only == group.name) group.measure(effort, figures);
@@ -45,7 +43,7 @@ int main(int argc, char** argv) {
         } else {
             std::fprintf(stderr,
                          "usage: varnolex-bench [--quick | --long] [--only "
-                         "walk|tools|parser|monitoring|files|documents|render|start|timers|flood|soak]"
+                         "walk|tools|script|parser|monitoring|files|documents|render|start|timers|flood|soak]"
                          " | --walk NODES\n");
             return 2;
         }

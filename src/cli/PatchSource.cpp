@@ -3,6 +3,7 @@
 #include <set>
 
 #include "cli/CommandFailure.hpp"
+#include "cli/ScriptReports.hpp"
 #include "cli/Streams.hpp"
 #include "engine/Catalogue.hpp"
 #include "studio/DocumentError.hpp"
@@ -58,6 +59,7 @@ std::shared_ptr<Modular> restoreGraph(const PatchChoice& choice) {
 std::shared_ptr<Modular> bringToLife(std::shared_ptr<Modular> modular, ModularEngine& engine) {
     tellMissingKinds(*modular);
     tellSilentCables(*modular);
+    hearScripts(*modular);
     engine.adoptModular(modular);
     engine.startNodes(*modular);
     return modular;

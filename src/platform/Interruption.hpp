@@ -15,4 +15,17 @@ public:
     bool isRequested() const;
 };
 
+/// Marks a stretch of work on the main thread that can't be ended from within, such as a user's script: a signal that
+/// comes meanwhile ends the process at once, with status 1.
+class UninterruptibleWork {
+public:
+    UninterruptibleWork();
+    ~UninterruptibleWork();
+    UninterruptibleWork(const UninterruptibleWork&) = delete;
+    UninterruptibleWork& operator=(const UninterruptibleWork&) = delete;
+
+private:
+    const int former;
+};
+
 }  // namespace varnolex

@@ -16,6 +16,7 @@ public:
 
     HostTime hostTime() const override;
     std::int64_t calendarSeconds() const override;
+    bool isSimulated() const override { return false; }
     Queue& mainQueue() override;
     bool isMainThread() const override;
     std::shared_ptr<Queue> makeQueue(std::string label, QueuePriority priority) override;

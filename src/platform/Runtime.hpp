@@ -106,6 +106,9 @@ public:
     /// what people read, never for what is measured. Any thread.
     virtual std::int64_t calendarSeconds() const = 0;
 
+    /// Whether time stands still while code runs, all of it on one thread: then nothing can happen meanwhile.
+    virtual bool isSimulated() const = 0;
+
     /// The queue that owns the model: graph edits, documents, endpoints' lists.
     virtual Queue& mainQueue() = 0;
 

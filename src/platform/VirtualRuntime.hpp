@@ -20,6 +20,7 @@ public:
 
     HostTime hostTime() const override;
     std::int64_t calendarSeconds() const override;
+    bool isSimulated() const override { return true; }
     Queue& mainQueue() override;
     bool isMainThread() const override { return true; }
     std::shared_ptr<Queue> makeQueue(std::string label, QueuePriority priority) override;

@@ -60,7 +60,7 @@ constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
     /* mpeDistributor */ &mpeDistributorDefinition,
     /* mpeMerge */ &mpeMergeDefinition,
     /* mpeZoneSetup */ &mpeZoneSetupDefinition,
-    /* script */ nullptr,
+    /* script */ &scriptDefinition,
     /* constant */ &constantDefinition,
     /* manipulator */ &manipulatorDefinition,
     /* logic */ &logicDefinition,

@@ -1,3 +1,15 @@
-#include "cli/CommandLine.hpp"
+#include <cstdio>
+#include <cstdlib>
 
-int main(int argc, char** argv) { return varnolex::runCommandLine(argc, argv); }
+#include "cli/CommandLine.hpp"
+#include "platform/script/ScriptThread.hpp"
+
+int main(int argc, char** argv) {
+    const int status = varnolex::runCommandLine(argc, argv);
+    // A script that can't be ended may still use what the process would clear away.
+    if (varnolex::ScriptThread::isAnyLeftBehind()) {
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
+}

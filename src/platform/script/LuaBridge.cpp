@@ -1,0 +1,378 @@
+#include "platform/script/LuaBridge.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include <lua.hpp>
+
+namespace varnolex {
+namespace {
+
+/// The longest array that a script may hand over.
+constexpr lua_Unsigned longestArray = 256;
+
+/// Instructions between two looks at the request to stop: a few microseconds.
+constexpr int instructionsBetweenLooks = 1000;
+
+/// The machine's name, streams and end belong to the program; random draws begin from what the host gives.
+constexpr const char* preparation = R"(
+local log, seedHigh, seedLow, calendar, clock = ...
+math.randomseed(seedHigh, seedLow)
+io.stdout = io.stderr
+io.output(io.stderr)
+print = function(...)
+    local texts = table.pack(...)
+    for index = 1, texts.n do texts[index] = tostring(texts[index]) end
+    log(table.concat(texts, "\t"))
+end
+os.exit = function() error("a script can't end the program", 2) end
+if calendar then
+    local time, date = os.time, os.date
+    os.time = function(parts) if parts then return time(parts) end return calendar() end
+    os.date = function(format, moment) return date(format, moment or calendar()) end
+    os.clock = clock
+end
+)";
+
+/// Calls `onMessage` with the table of a message of one to three bytes: Lua makes it faster than its interface does.
+/// Each message has a table of its own, since scripts keep them.
+constexpr const char* shortMessageCall = R"(
+local type = type
+return function(status, data1, data2, count)
+    local call = onMessage
+    if type(call) ~= "function" then return end
+    local bytes
+    if count == 3 then bytes = {status, data1, data2} elseif count == 2 then bytes = {status, data1} else bytes = {status} end
+    call {status = status, type = status & 0xF0, channel = status & 0x0F, data1 = data1, data2 = data2, bytes = bytes}
+end
+)";
+
+LuaBridge& bridgeOf(lua_State* lua) { return **static_cast<LuaBridge**>(lua_getextraspace(lua)); }
+
+void* allocate(void* memory, void* block, std::size_t formerSize, std::size_t size) {
+    return static_cast<LuaMemory*>(memory)->resize(block, formerSize, size);
+}
+
+/// The bytes of an array argument.
+struct ArrayArgument {
+    ArrayArgument(lua_State* lua, int place) {
+        if (!lua_istable(lua, place)) return;
+        const lua_Unsigned length = lua_rawlen(lua, place);
+        if (length < 1 || length > longestArray) return;
+        count = static_cast<std::size_t>(length);
+        for (std::size_t index = 0; index < count; ++index) {
+            lua_rawgeti(lua, place, static_cast<lua_Integer>(index + 1));
+            bytes[index] = byteAt(lua);
+            lua_pop(lua, 1);
+        }
+    }
+
+    static std::uint8_t byteAt(lua_State* lua) {
+        int isInteger = 0;
+        const lua_Integer whole = lua_tointegerx(lua, -1, &isInteger);
+        if (isInteger) return static_cast<std::uint8_t>(whole);
+        const double real = std::fmod(std::trunc(lua_tonumber(lua, -1)), 256);
+        return std::isfinite(real) ? static_cast<std::uint8_t>(static_cast<int>(real)) : std::uint8_t{0};
+    }
+
+    bool isUsable() const { return count > 0; }
+
+    std::array<std::uint8_t, longestArray> bytes;
+    std::size_t count = 0;
+};
+
+/// The text of an argument of any type. It lies on the stack.
+std::string_view textAt(lua_State* lua, int place) {
+    if (lua_isnoneornil(lua, place)) return "(nil)";
+    std::size_t length = 0;
+    const char* const text = luaL_tolstring(lua, place, &length);
+    return {text, length};
+}
+
+void pushValue(lua_State* lua, const ScriptValue& value) {
+    const auto push = [lua](std::string_view text) { lua_pushlstring(lua, text.data(), text.size()); };
+    if (const bool* truth = std::get_if<bool>(&value.held)) return push(*truth ? "true" : "false");
+    if (const double* number = std::get_if<double>(&value.held)) {
+        if (*number == std::floor(*number) && std::abs(*number) < 1e15)
+            lua_pushinteger(lua, static_cast<lua_Integer>(*number));
+        else
+            lua_pushnumber(lua, *number);
+        lua_tolstring(lua, -1, nullptr);
+        return;
+    }
+    if (const std::string* text = std::get_if<std::string>(&value.held)) return push(*text);
+    push(std::get<ScriptValue::Json>(value.held).text);
+}
+
+std::string_view topText(lua_State* lua) {
+    std::size_t length = 0;
+    const char* const text = lua_tolstring(lua, -1, &length);
+    return text ? std::string_view(text, length) : std::string_view();
+}
+
+/// Turns whatever was thrown into a text.
+int describeError(lua_State* lua) {
+    if (!lua_isstring(lua, 1)) luaL_tolstring(lua, 1, nullptr);
+    return 1;
+}
+
+}  // namespace
+
+/// What scripts call. Lua's errors jump, so nothing here holds anything that has to be ended when one may come.
+struct LuaBridge::Functions {
+    static int send(lua_State* lua) {
+        const ArrayArgument array(lua, 1);
+        const auto& callback = bridgeOf(lua).sendCallback;
+        if (array.isUsable() && callback) callback(array.bytes.data(), array.count);
+        return 0;
+    }
+
+    static int block(lua_State* lua) {
+        if (const auto& callback = bridgeOf(lua).blockCallback) callback();
+        return 0;
+    }
+
+    static int inject(lua_State* lua) {
+        const ArrayArgument array(lua, 1);
+        const auto& callback = bridgeOf(lua).injectCallback;
+        if (array.isUsable() && callback) callback(array.bytes.data(), array.count);
+        return 0;
+    }
+
+    static int delay(lua_State* lua) {
+        const double milliseconds = luaL_checknumber(lua, 1);
+        const ArrayArgument array(lua, 2);
+        const auto& callback = bridgeOf(lua).delayCallback;
+        if (array.isUsable() && callback) callback(milliseconds, array.bytes.data(), array.count);
+        return 0;
+    }
+
+    static int flush(lua_State* lua) {
+        if (const auto& callback = bridgeOf(lua).flushCallback) callback();
+        return 0;
+    }
+
+    static int log(lua_State* lua) { return giveText(lua, bridgeOf(lua).logCallback); }
+    static int setLabel(lua_State* lua) { return giveText(lua, bridgeOf(lua).setLabelCallback); }
+    static int setName(lua_State* lua) { return giveText(lua, bridgeOf(lua).setNameCallback); }
+
+    static int giveText(lua_State* lua, const std::function<void(std::string_view)>& callback) {
+        const std::string_view text = textAt(lua, 1);
+        if (callback) callback(text);
+        return 0;
+    }
+
+    static int clock(lua_State* lua) {
+        const auto& callback = bridgeOf(lua).clockCallback;
+        lua_pushnumber(lua, callback ? callback() : 0);
+        return 1;
+    }
+
+    static int calendar(lua_State* lua) {
+        lua_pushinteger(lua, static_cast<lua_Integer>(bridgeOf(lua).calendarCallback()));
+        return 1;
+    }
+
+    /// Lua may run out of memory while the value is pushed, so it is put where a jump leaves nothing behind.
+    static int globalGet(lua_State* lua) {
+        std::size_t length = 0;
+        const char* const key = luaL_checklstring(lua, 1, &length);
+        LuaBridge& bridge = bridgeOf(lua);
+        if (!bridge.globalGetCallback) return 0;
+        static thread_local std::optional<ScriptValue> found;
+        found = bridge.globalGetCallback({key, length});
+        if (found)
+            pushValue(lua, *found);
+        else
+            lua_pushnil(lua);
+        return 1;
+    }
+
+    static int globalSet(lua_State* lua) {
+        std::size_t keyLength = 0;
+        const char* const key = luaL_checklstring(lua, 1, &keyLength);
+        const bool isNil = lua_isnoneornil(lua, 2);
+        const std::string_view text = textAt(lua, 2);
+        const auto& callback = bridgeOf(lua).globalSetCallback;
+        if (!callback) return 0;
+        callback({key, keyLength}, isNil ? std::nullopt : std::optional(ScriptValue{std::string(text)}));
+        return 0;
+    }
+
+    static int sendKey(lua_State* lua) {
+        const auto keyCode = luaL_checknumber(lua, 1);
+        const auto modifier = luaL_optnumber(lua, 2, 0);
+        const auto& callback = bridgeOf(lua).sendKeyCallback;
+        if (callback && keyCode >= 0 && keyCode < 65536 && std::abs(modifier) < 256)
+            callback(static_cast<int>(keyCode), static_cast<int>(modifier));
+        return 0;
+    }
+
+    static constexpr luaL_Reg table[]{
+        {"send", send},           {"block", block},         {"inject", inject},
+        {"delay", delay},         {"flush", flush},         {"log", log},
+        {"clock", clock},         {"setLabel", setLabel},   {"setName", setName},
+        {"globalGet", globalGet}, {"globalSet", globalSet}, {"sendKey", sendKey},
+        {nullptr, nullptr},
+    };
+
+    /// Raises an error again and again, at each instruction, so that no protected call of the script catches the last
+    /// one.
+    static void look(lua_State* lua, lua_Debug*) {
+        if (!bridgeOf(lua).isStopRequested()) return;
+        lua_sethook(lua, look, LUA_MASKCOUNT, 1);
+        luaL_error(lua, "the script was stopped");
+    }
+
+    static int openLibraries(lua_State* lua) {
+        luaL_openlibs(lua);
+        lua_pushglobaltable(lua);
+        luaL_setfuncs(lua, table, 0);
+        lua_newtable(lua);
+        lua_setfield(lua, -2, "store");
+        return 0;
+    }
+
+    /// The same for a longer message: all that may fail happens inside one protected call.
+    static int callOnMessage(lua_State* lua) {
+        const auto* const bytes = static_cast<const std::uint8_t*>(lua_touserdata(lua, 1));
+        const auto size = static_cast<std::size_t>(lua_tointeger(lua, 2));
+        if (lua_getglobal(lua, "onMessage") != LUA_TFUNCTION) return 0;
+        lua_createtable(lua, 0, 6);
+        const auto field = [&](const char* name, int value) {
+            lua_pushinteger(lua, value);
+            lua_setfield(lua, -2, name);
+        };
+        field("status", bytes[0]);
+        field("type", bytes[0] & 0xF0);
+        field("channel", bytes[0] & 0x0F);
+        field("data1", size > 1 ? bytes[1] : 0);
+        field("data2", size > 2 ? bytes[2] : 0);
+        lua_createtable(lua, static_cast<int>(std::min<std::size_t>(size, 1 << 30)), 0);
+        for (std::size_t index = 0; index < size; ++index) {
+            lua_pushinteger(lua, bytes[index]);
+            lua_rawseti(lua, -2, static_cast<lua_Integer>(index + 1));
+        }
+        lua_setfield(lua, -2, "bytes");
+        lua_call(lua, 1, 0);
+        return 0;
+    }
+
+    static int runChunk(lua_State* lua) {
+        const auto* const source = static_cast<const std::string*>(lua_touserdata(lua, 1));
+        if (luaL_loadbufferx(lua, source->data(), source->size(), "=script", "t") != LUA_OK) return lua_error(lua);
+        lua_call(lua, 0, 0);
+        return 0;
+    }
+
+    static int callOnLoad(lua_State* lua) {
+        if (lua_getglobal(lua, "onLoad") == LUA_TFUNCTION) lua_call(lua, 0, 0);
+        return 0;
+    }
+
+    static int runPreparation(lua_State* lua) {
+        LuaBridge& bridge = bridgeOf(lua);
+        const std::uint64_t seed = bridge.seedCallback ? bridge.seedCallback() : 0;
+        if (luaL_loadstring(lua, preparation) != LUA_OK) return lua_error(lua);
+        lua_pushcfunction(lua, log);
+        lua_pushinteger(lua, static_cast<lua_Integer>(seed >> 32));
+        lua_pushinteger(lua, static_cast<lua_Integer>(seed & 0xFFFF'FFFF));
+        if (bridge.calendarCallback)
+            lua_pushcfunction(lua, calendar);
+        else
+            lua_pushnil(lua);
+        lua_pushcfunction(lua, clock);
+        lua_call(lua, 5, 0);
+        if (luaL_loadbufferx(lua, shortMessageCall, std::strlen(shortMessageCall), "=message", "t") != LUA_OK)
+            return lua_error(lua);
+        lua_call(lua, 0, 1);
+        bridge.shortMessageReference = luaL_ref(lua, LUA_REGISTRYINDEX);
+        return 0;
+    }
+};
+
+LuaBridge::~LuaBridge() { close(); }
+
+void LuaBridge::close() {
+    if (state) lua_close(std::exchange(state, nullptr));
+    memory.reset();
+}
+
+bool LuaBridge::open() {
+    close();
+    memory = std::make_unique<LuaMemory>();
+    state = lua_newstate(allocate, memory.get());
+    if (!state) return false;
+    *static_cast<LuaBridge**>(lua_getextraspace(state)) = this;
+    // A longer way between collections: the heap of a script is small, and what is always there is marked each time.
+    lua_gc(state, LUA_GCINC, 1000, 400, 0);
+    lua_pushcfunction(state, describeError);
+    errorHandler = lua_gettop(state);
+    return true;
+}
+
+bool LuaBridge::prepareLibraries() {
+    for (const lua_CFunction step : {Functions::openLibraries, Functions::runPreparation}) {
+        lua_pushcfunction(state, step);
+        if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) return false;
+    }
+    return true;
+}
+
+/// Coroutines take the hook over from whoever makes them. It is set anew for each call: a script that was stopped may
+/// run again.
+void LuaBridge::watch() {
+    if (stopRequested) lua_sethook(state, Functions::look, LUA_MASKCOUNT, instructionsBetweenLooks);
+}
+
+bool LuaBridge::failWithTop() {
+    const std::string_view reason = topText(state);
+    fail(reason.empty() ? "Unknown Lua error" : std::string(reason));
+    close();
+    return false;
+}
+
+void LuaBridge::logTop() {
+    if (logCallback) logCallback(topText(state));
+}
+
+void LuaBridge::endCall(int height) { lua_settop(state, height); }
+
+bool LuaBridge::loadScript(const std::string& source) {
+    fail({});
+    if (!open()) return fail("Failed to create Lua state");
+    if (!prepareLibraries()) return failWithTop();
+    watch();
+    const int height = lua_gettop(state);
+    lua_pushcfunction(state, Functions::runChunk);
+    // Lua only reads it.
+    lua_pushlightuserdata(state, const_cast<std::string*>(&source));
+    if (lua_pcall(state, 1, 0, errorHandler) != LUA_OK) return failWithTop();
+    lua_pushcfunction(state, Functions::callOnLoad);
+    if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) logTop();
+    endCall(height);
+    return true;
+}
+
+void LuaBridge::processMessage(const std::uint8_t* bytes, std::size_t size) {
+    if (size < 1 || !state) return;
+    watch();
+    const int height = lua_gettop(state);
+    const bool isShort = size <= 3;
+    if (isShort) {
+        lua_rawgeti(state, LUA_REGISTRYINDEX, shortMessageReference);
+        for (std::size_t place = 0; place < 3; ++place) lua_pushinteger(state, place < size ? bytes[place] : 0);
+    } else {
+        lua_pushcfunction(state, Functions::callOnMessage);
+        lua_pushlightuserdata(state, const_cast<std::uint8_t*>(bytes));
+    }
+    lua_pushinteger(state, static_cast<lua_Integer>(size));
+    if (lua_pcall(state, isShort ? 4 : 2, 0, errorHandler) != LUA_OK) logTop();
+    endCall(height);
+}
+
+std::unique_ptr<ScriptHost> makeLuaHost() { return std::make_unique<LuaBridge>(); }
+
+}  // namespace varnolex
