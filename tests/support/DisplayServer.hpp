@@ -19,7 +19,9 @@ public:
     explicit DisplayServer(const std::string& folder) {
         const std::string output = folder + "/display-number";
         process = std::make_unique<ChildProcess>(
-            std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0", "320x240x24", "-nolisten", "tcp"},
+            // Keys don't repeat, since a press lasts on a busy machine, and it stays as it is when all have left it.
+            std::vector<std::string>{"Xvfb", "-displayfd", "1", "-r", "-noreset", "-screen", "0", "320x240x24",
+                                     "-nolisten", "tcp"},
             output);
         for (int attempt = 0; attempt < 500 && shownName == ":"; ++attempt, pause(20)) {
             std::string line;

@@ -23,7 +23,7 @@ namespace {
 using XKey = X11Display::XKey;
 
 /// What was posted longer ago than this isn't on its way any more.
-constexpr HostTime longestWay = ticksPerSecond;
+constexpr HostTime longestWay = 5 * ticksPerSecond;
 
 /// A session that nobody looks into shouldn't fill the disk.
 constexpr off_t longestNoteFile = 4 * 1024 * 1024;
