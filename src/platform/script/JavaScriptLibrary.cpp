@@ -4,6 +4,13 @@
 
 #include <filesystem>
 
+#if defined(__SANITIZE_ADDRESS__)
+// The search for leaks fails over the engine's thread-local memory as it is recorded for a library that is loaded
+// later, and what the engine makes once it keeps for good.
+extern "C" const char* __asan_default_options() { return "intercept_tls_get_addr=0"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:libjavascriptcoregtk\n"; }
+#endif
+
 namespace varnolex {
 namespace {
 

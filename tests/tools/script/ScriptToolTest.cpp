@@ -7,11 +7,6 @@
 #include "tools/script/ObserverText.hpp"
 #include "tools/script/ScriptTool.hpp"
 
-// The engine keeps what it once made for good.
-extern "C" const char* __lsan_default_suppressions() {
-    return "leak:libjavascriptcoregtk\nleak:libvarnolex-javascript";
-}
-
 namespace varnolex::testing {
 namespace {
 
