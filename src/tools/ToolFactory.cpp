@@ -26,7 +26,7 @@ constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
     /* arp */ &arpDefinition,
     /* latch */ &latchDefinition,
     /* strum */ &strumDefinition,
-    /* looper */ nullptr,
+    /* looper */ &looperDefinition,
     /* velocityModifier */ &velocityModifierDefinition,
     /* curveTransformer */ &curveTransformerDefinition,
     /* randomizer */ &randomizerDefinition,

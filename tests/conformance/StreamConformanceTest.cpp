@@ -52,6 +52,8 @@ private:
         else
             probe.send(bytes, isLast, draws.below(3) * ticksPerSecond);
         if (!isLast || !hasOutput() || delaysBatchEnds()) return;
+        // A looper may keep the clock to itself; a batch in which nothing else has left needs no end then.
+        if (type() == PipeToolType::looper && probe.exited.empty() && bytes[0] == 0xF8) return;
         EXPECT_TRUE(std::ranges::any_of(probe.exited, &Exited::isLastInBatch)) << "the batch end is lost";
     }
 };
