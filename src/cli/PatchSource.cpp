@@ -1,30 +1,16 @@
 #include "cli/PatchSource.hpp"
 
-#include <set>
-
 #include "cli/CommandFailure.hpp"
 #include "cli/ScriptReports.hpp"
 #include "cli/Streams.hpp"
-#include "engine/Catalogue.hpp"
 #include "studio/DocumentError.hpp"
 #include "studio/DocumentFiles.hpp"
 #include "studio/DocumentReader.hpp"
 #include "studio/GraphSnapshot.hpp"
 #include "studio/WiringPlan.hpp"
-#include "tools/ToolFactory.hpp"
 
 namespace varnolex {
 namespace {
-
-void tellMissingKinds(const Modular& modular) {
-    std::set<std::string> missing;
-    for (const auto& node : modular.nodes)
-        if (!findToolDefinition(node->tool->toolType())) missing.emplace(toolKind(node->tool->toolType()).displayName);
-    if (missing.empty()) return;
-    std::string names;
-    for (const std::string& name : missing) names += (names.empty() ? "" : ", ") + name;
-    tellUser("this build has no tool yet for: " + names + "; messages pass such a node unchanged");
-}
 
 void tellSilentCables(const Modular& modular) {
     const WiringPlan plan(modular);
@@ -57,7 +43,6 @@ std::shared_ptr<Modular> restoreGraph(const PatchChoice& choice) {
 }
 
 std::shared_ptr<Modular> bringToLife(std::shared_ptr<Modular> modular, ModularEngine& engine) {
-    tellMissingKinds(*modular);
     tellSilentCables(*modular);
     hearScripts(*modular);
     engine.adoptModular(modular);

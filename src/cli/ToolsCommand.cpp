@@ -72,7 +72,6 @@ Json jsonOfKind(const ToolKind& kind) {
             {"hasInput", kind.hasInput},
             {"hasOutput", kind.hasOutput},
             {"hasValueOutput", tool->hasValueOutput()},
-            {"isAvailable", findToolDefinition(kind.type) != nullptr},
             {"patchNames", namesOfKind(kind.rawValue)},
             {"description", kind.description},
             {"record", record.empty() ? Json(nullptr) : Json(record)},
@@ -114,7 +113,6 @@ std::string kindText(const ToolKind& kind) {
                        std::string(kind.caseName) + ")\n" + std::string(kind.description) + "\n\n";
     text += "Group:   " + std::string(kind.category) + "\n";
     text += "MIDI:    input " + yesOrNo(kind.hasInput) + ", output " + yesOrNo(kind.hasOutput) + "\n";
-    if (!findToolDefinition(kind.type)) return text + "This build has no tool of this kind yet.\n";
     text += "Record:  " + plain(about["record"]) + "\n";
     if (!about["parameters"].empty()) {
         text += "\nParameters\n  " + padded("key", 24) + padded("type", 12) + padded("new", 14) + "when left out\n";

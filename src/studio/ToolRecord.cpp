@@ -10,7 +10,6 @@
 #include "platform/VarnolexLogger.hpp"
 #include "studio/BoundedJSON.hpp"
 #include "studio/DocumentError.hpp"
-#include "tools/StandInTool.hpp"
 
 namespace varnolex {
 namespace {
@@ -153,7 +152,6 @@ void decode(std::string_view data, PipeTool& tool) {
 }  // namespace
 
 std::optional<std::string> encodeConfig(const PipeTool& tool) {
-    if (const auto* standIn = dynamic_cast<const StandInTool*>(&tool)) return standIn->storedRecord;
     const std::string_view name = tool.definition().record;
     if (name.empty()) return std::nullopt;
     try {
@@ -169,10 +167,6 @@ void applyConfig(std::string_view data, PipeTool& tool) {
 }
 
 std::optional<std::string> tryApplyConfig(std::string_view data, PipeTool& tool) {
-    if (auto* standIn = dynamic_cast<StandInTool*>(&tool)) {
-        standIn->storedRecord = data;
-        return std::nullopt;
-    }
     if (data.empty() || tool.definition().record.empty()) return std::nullopt;
     try {
         decode(data, tool);

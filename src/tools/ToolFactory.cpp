@@ -3,13 +3,12 @@
 #include <array>
 
 #include "engine/Catalogue.hpp"
-#include "tools/StandInTool.hpp"
 #include "tools/ToolDefinitions.hpp"
 
 namespace varnolex {
 namespace {
 
-// One row a kind, in catalogue order. An empty row is a kind that this build has no tool for yet.
+// One row a kind, in catalogue order.
 constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
     /* midiIn */ &midiInDefinition,
     /* midiOut */ &midiOutDefinition,
@@ -74,11 +73,8 @@ constexpr std::array<const ToolDefinition*, toolKindCount> definitions{
 
 }  // namespace
 
-const ToolDefinition* findToolDefinition(PipeToolType type) { return definitions[indexOf(type)]; }
+const ToolDefinition& toolDefinition(PipeToolType type) { return *definitions[indexOf(type)]; }
 
-std::shared_ptr<PipeTool> makeTool(PipeToolType type) {
-    if (const ToolDefinition* definition = findToolDefinition(type)) return definition->make();
-    return std::make_shared<StandInTool>(type);
-}
+std::shared_ptr<PipeTool> makeTool(PipeToolType type) { return toolDefinition(type).make(); }
 
 }  // namespace varnolex

@@ -24,11 +24,10 @@ TEST_P(CatalogueConformance, makesAToolOfItsOwnKind) {
     EXPECT_EQ(probe.tool->toolType(), type());
     EXPECT_EQ(probe.tool->name(), GetParam().defaultName);
     EXPECT_TRUE(probe.tool->isEnabled());
-    if (const ToolDefinition* definition = findToolDefinition(type())) {
-        EXPECT_EQ(definition->type, type());
-        EXPECT_EQ(&probe.tool->definition(), definition);
-        EXPECT_EQ(definition->record.empty(), recordRows(*probe.tool).empty());
-    }
+    const ToolDefinition& definition = toolDefinition(type());
+    EXPECT_EQ(definition.type, type());
+    EXPECT_EQ(&probe.tool->definition(), &definition);
+    EXPECT_EQ(definition.record.empty(), recordRows(*probe.tool).empty());
 }
 
 TEST_P(CatalogueConformance, namesEachParameterAndPortOnce) {

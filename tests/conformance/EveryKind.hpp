@@ -9,7 +9,7 @@
 
 namespace varnolex::testing {
 
-/// What every kind of the catalogue has to hold, also those that the build has no tool for yet.
+/// What every kind of the catalogue has to hold.
 class EveryKind : public ::testing::TestWithParam<ToolKind> {
 protected:
     PipeToolType type() const { return GetParam().type; }

@@ -53,12 +53,11 @@ bool isRecordKey(std::string_view key) { return key != "virtual"; }
 void expectRecordTakes(const DSLCompiledNode& node, std::string_view text) {
     const auto kind = toolTypeFromRawValue(node.toolType);
     ASSERT_TRUE(kind) << node.toolType;
-    const auto* definition = findToolDefinition(*kind);
-    if (!definition) return;
+    const ToolDefinition& definition = toolDefinition(*kind);
     for (const auto& [key, value] : node.config) {
         if (!isRecordKey(key)) continue;
-        const auto row = std::ranges::find(definition->parameters, key, &Parameter::key);
-        ASSERT_NE(row, definition->parameters.end()) << text << ": " << node.toolType << " has no key " << key;
+        const auto row = std::ranges::find(definition.parameters, key, &Parameter::key);
+        ASSERT_NE(row, definition.parameters.end()) << text << ": " << node.toolType << " has no key " << key;
         EXPECT_TRUE(suits(value, *row)) << text << ": " << key;
     }
 }
