@@ -12,8 +12,7 @@ namespace varnolex {
 // thread.
 
 /// The tool's record with sorted keys; nothing for a kind without one. Live values aren't part of it. An infinite
-/// number is written as the largest one there is; a number that is none is left out, and so reads as its default. A
-/// stand-in gives back the record that it was given.
+/// number is written as the largest one there is; a number that is none is left out, and so reads as its default.
 std::optional<std::string> encodeConfig(const PipeTool& tool);
 
 /// Sets the tool to a record as one change: an absent or null key takes its default, an unknown key is ignored. Empty
