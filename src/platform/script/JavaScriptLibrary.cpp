@@ -9,6 +9,11 @@
 // later, and what the engine makes once it keeps for good.
 extern "C" const char* __asan_default_options() { return "intercept_tls_get_addr=0"; }
 extern "C" const char* __lsan_default_suppressions() { return "leak:libjavascriptcoregtk\n"; }
+#elif defined(__SANITIZE_THREAD__)
+// The engine has locks of its own making, which nothing tells the sanitizer of.
+extern "C" const char* __tsan_default_suppressions() {
+    return "race:libjavascriptcoregtk\nmutex:libjavascriptcoregtk\nsignal:libjavascriptcoregtk\n";
+}
 #endif
 
 namespace varnolex {

@@ -283,7 +283,7 @@ protected:
     std::vector<Exited> exited;
     std::shared_ptr<ScriptTool> tool;
     std::shared_ptr<ToolChain> chain;
-    SharedValue<bool> hasPassed{false};
+    Guarded<bool> hasPassed{false};
     std::shared_ptr<Queue> other = runtime.makeQueue("test", QueuePriority::normal);
 };
 
