@@ -50,7 +50,9 @@ struct ScriptThread::State {
             hold.lock();
             if (isGivenUp) return;
             phase = Phase::free;
-            changed.notify_all();
+            hold.unlock();
+            changed.notify_one();
+            hold.lock();
         }
     }
 };
@@ -83,10 +85,13 @@ ScriptThread::~ScriptThread() {
 }
 
 void ScriptThread::begin(Work& work) {
-    const std::scoped_lock hold(state->mutex);
-    state->work = &work;
-    state->phase = State::Phase::running;
-    state->changed.notify_all();
+    {
+        const std::scoped_lock hold(state->mutex);
+        state->work = &work;
+        state->phase = State::Phase::running;
+    }
+    // Behind the lock, so that the thread doesn't wake up to wait for it.
+    state->changed.notify_one();
 }
 
 ScriptThread::Turn ScriptThread::wait(Nanoseconds atMost) {
