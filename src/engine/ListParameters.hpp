@@ -19,56 +19,45 @@ constexpr Parameter limitedByte(std::string_view key) {
     return row<Member, limitedByteIn, std::int64_t>(key, ParameterShape::integer);
 }
 
-/// A signed integer of 64 bits, or none.
-template <auto Member>
-constexpr Parameter optionalInteger(std::string_view key) {
+/// A row over an optional member, as `row` is over one that is always there.
+template <auto Member, auto In, class Kept>
+constexpr Parameter optionalRow(std::string_view key, ParameterShape shape) {
     using Record = typename MemberOf<decltype(Member)>::RecordType;
     Parameter made;
     made.key = key;
-    made.shape = ParameterShape::integer;
+    made.shape = shape;
     made.isOptional = true;
     made.read = [](const void* settings) -> ParameterValue {
         const auto& held = static_cast<const Record*>(settings)->*Member;
         if (!held) return std::monostate{};
-        return static_cast<std::int64_t>(*held);
+        return static_cast<Kept>(*held);
     };
     made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
         auto& held = static_cast<Record*>(settings)->*Member;
         if (std::holds_alternative<std::monostate>(value))
             held.reset();
         else
-            held = integerIn(value, self);
+            held = In(value, self);
     };
     return made;
+}
+
+/// A signed integer of 64 bits, or none.
+template <auto Member>
+constexpr Parameter optionalInteger(std::string_view key) {
+    return optionalRow<Member, integerIn, std::int64_t>(key, ParameterShape::integer);
+}
+
+/// A text, or none.
+template <auto Member>
+constexpr Parameter optionalText(std::string_view key) {
+    return optionalRow<Member, textIn, std::string>(key, ParameterShape::text);
 }
 
 /// Integers of 64 bits, as many as there are, kept in a vector.
 template <auto Member>
 constexpr Parameter integerList(std::string_view key) {
     return row<Member, listIn, std::vector<std::int64_t>>(key, ParameterShape::list);
-}
-
-/// A text, or none.
-template <auto Member>
-constexpr Parameter optionalText(std::string_view key) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter made;
-    made.key = key;
-    made.shape = ParameterShape::text;
-    made.isOptional = true;
-    made.read = [](const void* settings) -> ParameterValue {
-        const auto& held = static_cast<const Record*>(settings)->*Member;
-        if (!held) return std::monostate{};
-        return *held;
-    };
-    made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        auto& held = static_cast<Record*>(settings)->*Member;
-        if (std::holds_alternative<std::monostate>(value))
-            held.reset();
-        else
-            held = textIn(value, self);
-    };
-    return made;
 }
 
 /// Bytes, as many as there are: integers that are limited to 0 to 255.
