@@ -7,7 +7,7 @@ import sys
 
 # Each subsystem may use those before it.
 ORDER = ["platform", "core", "endpoints", "engine", "tools", "studio", "language", "app", "cli", "tap"]
-HEAVY = re.compile(r"^(asio|nlohmann/json\.hpp|CLI|Q[A-Z]|JavaScriptCore|lua|jack/|alsa/|xcb/|xkbcommon/)")
+HEAVY = re.compile(r"^(asio|nlohmann/json\.hpp|CLI|Q[A-Z]|JavaScriptCore|lua|jack/|alsa/|rtaudio/|xcb/|xkbcommon/)")
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 # Raw atomics, locks, clocks and threads belong to the platform alone.

@@ -10,6 +10,7 @@
 #include "cli/CompileCommand.hpp"
 #include "cli/ConvertCommand.hpp"
 #include "cli/DumpCommand.hpp"
+#include "cli/LoopCommand.hpp"
 #include "cli/RenderCommand.hpp"
 #include "cli/Streams.hpp"
 #include "cli/ToolsCommand.hpp"
@@ -62,6 +63,7 @@ public:
         addTools();
         addDump();
         addConvert();
+        addLoop();
         addList();
         addMonitor();
         addSend();
@@ -203,6 +205,28 @@ private:
         sub->add_option("OUT", convertOut, "Where to write it")->required();
     }
 
+    void addLoop() {
+        CLI::App* loop = app.add_subcommand("loop", "Take a looper's loop out of a document, or put one in");
+        loop->require_subcommand(1);
+        CLI::App* exports = loop->add_subcommand("export", "Write a looper's loop as a MIDI file");
+        exports->callback([this] { chosen = [this] { runLoopExport(loopChoice, loopOutput.value_or("-")); }; });
+        addLoopChoice(exports);
+        exports->add_option("-o,--output", loopOutput, "The MIDI file to write; - by default")->type_name("FILE");
+        CLI::App* imports = loop->add_subcommand("import", "Put a MIDI file into a looper of a document");
+        imports->callback([this] { chosen = [this] { runLoopImport(loopChoice, loopFile, loopOutput); }; });
+        addLoopChoice(imports);
+        imports->add_option("FILE", loopFile, "The MIDI file: all its tracks, to the nearest bar")->required();
+        imports->add_option("-o,--output", loopOutput, "Where to write the document; in its own place by default")
+            ->type_name("OUT");
+    }
+
+    void addLoopChoice(CLI::App* sub) {
+        sub->add_option("DOCUMENT", loopChoice.document, "The document or patch with the looper")->required();
+        sub->add_option("--node", loopChoice.node, "The looper's name; needed where there are several")
+            ->type_name("NAME");
+        sub->add_option("--studio", loopChoice.studio, "Look in this studio only")->type_name("NAME");
+    }
+
     /// Live commands choose a service, and those that go on by themselves may be given an end.
     static void addService(CLI::App* sub, MIDIServiceKind& service) {
         static const std::map<std::string, MIDIServiceKind, std::less<>> kinds{{"auto", MIDIServiceKind::automatic},
@@ -314,6 +338,10 @@ private:
 
     std::string convertIn;
     std::string convertOut;
+
+    LoopChoice loopChoice;
+    std::string loopFile;
+    std::optional<std::string> loopOutput;
 
     MIDIServiceKind listService = MIDIServiceKind::automatic;
     bool listJSON = false;

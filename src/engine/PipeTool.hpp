@@ -109,6 +109,14 @@ public:
     /// Called once after a stored record was adopted, for kinds with a step of their own at that point.
     virtual void recordWasApplied() {}
 
+    /// What the tool holds beside its settings and documents keep with them: a list of integers, under a key of the
+    /// tool's own in its record. An empty list isn't kept.
+    virtual std::string_view contentKey() const { return {}; }
+    virtual std::vector<std::int64_t> content() const { return {}; }
+
+    /// Takes what `content` gave. Throws `ParameterError`, with nothing changed, for a list that it can't have given.
+    virtual void adoptContent(std::span<const std::int64_t>) {}
+
     // Life in a graph
 
     /// The chain that runs this tool; nothing before there is one or after it has gone. Any thread.

@@ -136,12 +136,23 @@ std::string recordText(const PipeTool& tool) {
             if (!value.is_null()) record[std::string(row.key)] = std::move(value);
         }
     });
+    if (auto content = tool.content(); !content.empty()) record[std::string(tool.contentKey())] = std::move(content);
     return record.dump(-1, ' ', false, JSON::error_handler_t::replace);
+}
+
+void takeContent(const JSON& record, PipeTool& tool) {
+    const auto found = tool.contentKey().empty() ? record.end() : record.find(tool.contentKey());
+    if (found == record.end() || found->is_null()) return;
+    const auto content = plainValue(*found);
+    const auto* list = content ? std::get_if<std::vector<std::int64_t>>(&*content) : nullptr;
+    if (!list) throw ParameterError('"' + std::string(tool.contentKey()) + "\" must be a list of integers");
+    tool.adoptContent(*list);
 }
 
 void decode(std::string_view data, PipeTool& tool) {
     const JSON record = parseBoundedJSON(data);
     if (!record.is_object()) throw DocumentError("expected an object");
+    takeContent(record, tool);
     tool.editSettings(SettingsBase::silence, [&](void* settings) {
         for (const Parameter& row : tool.definition().parameters)
             if (!row.key.empty()) take(row, record, settings);

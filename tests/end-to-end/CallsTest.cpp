@@ -8,6 +8,7 @@ namespace varnolex::testing {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 const std::string corpus = sourceFolder() / "tests/corpus/";
@@ -17,7 +18,7 @@ using CallsTest = ProgramTest;
 TEST_F(CallsTest, HelpAndVersionGoToStandardOutput) {
     EXPECT_EQ(output({"--version"}).substr(0, 9), "varnolex ");
     const std::string help = output({"--help"});
-    for (const char* command : {"render", "compile", "tools", "dump", "convert"}) {
+    for (const char* command : {"render", "compile", "tools", "dump", "convert", "loop"}) {
         EXPECT_THAT(help, HasSubstr(command));
         EXPECT_THAT(output({command, "--help"}), HasSubstr(std::string("varnolex ") + command));
     }
@@ -286,6 +287,38 @@ TEST_F(CallsTest, ConvertRepairsAndSaysWhatItDropped) {
     EXPECT_EQ(read("again.varnolex"), read("repaired.varnolex"));
     EXPECT_EQ(output({"convert", "repaired.varnolex", "-"}), read("repaired.varnolex"));
     EXPECT_EQ(output({"convert", "-", "-"}, read("repaired.varnolex")), read("repaired.varnolex"));
+}
+
+TEST_F(CallsTest, ALoopGoesIntoADocumentAndOut) {
+    const std::string examples = sourceFolder() / "examples/";
+    const std::string patch = examples + "looper-session.vxpatch";
+    const auto failure = [&](const Words& words) {
+        const Outcome outcome = run(words);
+        EXPECT_EQ(outcome.status, 1);
+        return outcome.errors;
+    };
+    EXPECT_THAT(failure({"loop", "export", patch}), HasSubstr("no notes in the loop of \"Loop\""));
+    EXPECT_THAT(failure({"loop", "export", patch, "--node", "X"}), HasSubstr("no looper named \"X\""));
+    EXPECT_THAT(failure({"loop", "export", examples + "latch.vxpatch"}), HasSubstr("there is no looper"));
+    EXPECT_THAT(failure({"loop", "import", patch, patch, "-o", "x"}), HasSubstr("header of a MIDI file"));
+    EXPECT_EQ(output({"loop", "import", patch, examples + "melody.mid", "-o", "with.vxpatch"}), "");
+    const std::string loop = output({"loop", "export", "with.vxpatch"});
+    EXPECT_EQ(loop.substr(0, 14), std::string("MThd\0\0\0\6\0\0\0\1\0\x18", 14));
+    write("loop.mid", loop);
+    EXPECT_EQ(output({"loop", "import", "with.vxpatch", "loop.mid", "--node", "Loop"}), "");
+    EXPECT_EQ(output({"convert", "with.vxpatch", "again.vxpatch"}), "");
+    EXPECT_EQ(output({"loop", "export", "again.vxpatch"}), loop);
+    EXPECT_THAT(output({"render", "again.vxpatch", "-", "--clock"}, "0.1\tB0 17 7F\n"), HasSubstr("90 3C 57\tSynth"));
+}
+
+TEST_F(CallsTest, ALooperIsPlayedByControllersAlone) {
+    const std::string examples = sourceFolder() / "examples/";
+    const std::string heard =
+        output({"render", examples + "looper-session.vxpatch", examples + "looper-session.events", "--clock"});
+    EXPECT_THAT(heard, HasSubstr("2.500000000\t90 2B 64\tSynth\n2.708000000\t90 2B 00\tSynth\n"));
+    EXPECT_THAT(heard, HasSubstr("8.250000000\t90 41 64\tSynth\n")) << "the second layer, transposed";
+    EXPECT_THAT(heard, Not(HasSubstr("10.250000000"))) << "undone";
+    EXPECT_THAT(heard, ::testing::EndsWith("12.020000000\t90 24 00\tSynth\n")) << "stopped";
 }
 
 }  // namespace

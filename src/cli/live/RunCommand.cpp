@@ -3,6 +3,8 @@
 #include "cli/Streams.hpp"
 #include "cli/live/LiveBinding.hpp"
 #include "cli/live/LiveSession.hpp"
+#include "platform/audio/SystemAudioOutput.hpp"
+#include "tools/looper/ClickAudioEngine.hpp"
 
 namespace varnolex {
 
@@ -10,6 +12,8 @@ void runRun(const RunOptions& options) {
     LiveSession session(options.service);
     MIDIManager& endpoints = session.endpoints();
     session.startRecorder();
+    ClickAudioEngine click(std::make_unique<SystemAudioOutput>());
+    const ClickAudioEngineScope clickScope(click);
 
     ModularEngine engine;
     engine.clientRef = endpoints.clientRef();

@@ -10,6 +10,12 @@ bool isLeftToChance(int probability) {
     return probability < 100 && Runtime::current().randomInteger(0, 99) >= probability;
 }
 
+/// Programs and channel pressure that came with a byte too many leave without it.
+ShortMessage messageOf(const LooperRawEvent& event) {
+    if (event.b0 >> 4 == 0xC || event.b0 >> 4 == 0xD) return {event.b0, event.b1};
+    return {event.b0, event.b1, event.b2};
+}
+
 ShortMessage noteOffOf(NoteKey key) {
     return ShortMessage::noteOff(static_cast<std::uint8_t>(key >> 7), static_cast<std::uint8_t>(key & 0x7F));
 }
@@ -26,7 +32,7 @@ void LooperTool::playbackStep(const LooperSnapshot& now, const Step& step, Outle
     for (std::size_t index = 0; index < loop.rawEvents.size(); ++index) {
         const LooperRawEvent event = loop.rawEvents[index];
         if (!reading.isDue(event.tick) || isLeftToChance(now.probability)) continue;
-        const ShortMessage message(event.b0, event.b1, event.b2);
+        const ShortMessage message = messageOf(event);
         hand(ChainMessage{nullptr, 0, outlet.timeStamp, false}.carrying(message), *outlet.chain);
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tools/ToolDefinitions.hpp"
+#include "tools/looper/ClickAudioEngine.hpp"
 #include "tools/looper/LooperWalk.hpp"
 
 namespace varnolex {
@@ -23,7 +24,19 @@ void LooperTool::process(const ChainMessage& message, ToolChain& chain) {
     hand(message, chain);
 }
 
+LooperTool::~LooperTool() {
+    isInService = false;
+    updateClick();
+}
+
+void LooperTool::start(std::uint32_t) {
+    isInService = true;
+    updateClick();
+}
+
 void LooperTool::stop() {
+    isInService = false;
+    updateClick();
     command([this](Outlet outlet) {
         flush(outlet);
         cancelNoteOffs();
@@ -188,7 +201,7 @@ void LooperTool::endFixedRecording(const LooperSnapshot& now, std::uint32_t leng
     tellMain();
 }
 
-void LooperTool::showPosition(const LooperSnapshot&, const Step& step) {
+void LooperTool::showPosition(const LooperSnapshot& now, const Step& step) {
     const std::int64_t bar = step.tick / ticksPerBar;
     const std::int64_t beat = step.tick % ticksPerBar / ticksPerBeat;
     if (bar == lastDisplayBar && beat == lastDisplayBeat) return;
@@ -198,6 +211,29 @@ void LooperTool::showPosition(const LooperSnapshot&, const Step& step) {
     shown.currentBeat = static_cast<std::uint32_t>(beat);
     shown.totalBars = std::max<std::uint32_t>(1, step.length / ticksPerBar);
     tellMain();
+    clickIfDue(now, step);
+}
+
+// The click
+
+void LooperTool::clickIfDue(const LooperSnapshot& now, const Step& step) const {
+    const bool runs = step.transport == LooperTransport::recording || step.transport == LooperTransport::playing ||
+                      step.transport == LooperTransport::overdubbing;
+    if (step.transport != LooperTransport::counting && !(now.metronome && runs)) return;
+    if (ClickAudioEngine* const engine = ClickAudioEngine::shared())
+        engine->click(step.tick % ticksPerBar < ticksPerBeat);
+}
+
+/// Whoever may click, also to count in, has the device opened ahead, so that the first click is in time.
+void LooperTool::updateClick() {
+    ClickAudioEngine* const engine = ClickAudioEngine::shared();
+    const bool wants = isInService && (settings().metronome || settings().preCountBars >= 1);
+    if (!engine || wants == mayClick) return;
+    mayClick = wants;
+    if (!wants) return engine->stop();
+    engine->setVolume(settings().metronomeVolume);
+    engine->selectDevice(settings().metronomeDeviceUID);
+    engine->start();
 }
 
 // Settings
@@ -211,6 +247,11 @@ void LooperTool::settingsDidChange(const LooperSettings& before) {
     clearIfUnmapped(&LooperSettings::probabilityCC, "probability");
     clearIfUnmapped(&LooperSettings::feedbackCC, "feedback");
     clearIfUnmapped(&LooperSettings::transposeCC, "transpose");
+    updateClick();
+    if (ClickAudioEngine* const engine = ClickAudioEngine::shared()) {
+        if (before.metronomeVolume != now.metronomeVolume) engine->setVolume(now.metronomeVolume);
+        if (before.metronomeDeviceUID != now.metronomeDeviceUID) engine->selectDevice(now.metronomeDeviceUID);
+    }
     if (before.reverse != now.reverse && !reverseDeferred) deferReverse(before.reverse);
 }
 

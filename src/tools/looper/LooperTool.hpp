@@ -1,7 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "engine/ConfiguredTool.hpp"
 #include "platform/MainThreadCall.hpp"
@@ -38,8 +41,11 @@ class LooperTool final : public ConfiguredTool<LooperSettings, LooperLives> {
 public:
     LooperTool();
 
+    ~LooperTool() override;
+
     void process(const ChainMessage& message, ToolChain& chain) override;
 
+    void start(std::uint32_t midiClient) override;
     /// Ends what sounds and comes to rest; the loop stays.
     void stop() override;
 
@@ -63,6 +69,19 @@ public:
 
     /// Cuts the loop in half, down to a beat, and drops what began in the second half.
     void halveLoop();
+
+    /// The loop as a Standard MIDI File; empty when there is no loop or no note in it.
+    std::string exportMIDIFile() const;
+
+    /// Takes the loop of a Standard MIDI File, at rest. False, with nothing changed, when it isn't one or doesn't fit.
+    bool importMIDIFile(std::string_view data);
+
+    /// Takes another loop, at rest, and leaves the former one in its place.
+    void adopt(LoopBuffer& loop);
+
+    std::string_view contentKey() const override { return "loop"; }
+    std::vector<std::int64_t> content() const override;
+    void adoptContent(std::span<const std::int64_t> list) override;
 
     const LooperReadOuts& readOuts() const { return shownOnMain; }
 
@@ -144,6 +163,12 @@ private:
     void tap(Outlet outlet);
     void stepBackOrForth();
 
+    LoopBuffer copyOfLoop() const;
+
+    // The click
+    void clickIfDue(const LooperSnapshot& now, const Step& step) const;
+    void updateClick();
+
     // Settings
     void deferReverse(bool before);
     void adoptReverse(bool reverse);
@@ -165,6 +190,8 @@ private:
     // Main thread.
     LooperReadOuts shownOnMain;
     bool reverseDeferred = false;
+    bool isInService = true;
+    bool mayClick = false;
     MainThreadCall toMain{[this] { showOnMain(); }};
 };
 
