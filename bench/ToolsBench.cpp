@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <array>
+
 #include "bench/Figures.hpp"
 #include "bench/TestGraph.hpp"
 #include "engine/Catalogue.hpp"
@@ -23,10 +26,12 @@ std::function<void()> insideAWalk(std::shared_ptr<ToolChain> chain, std::size_t 
     return [chain = std::move(chain), messages] { chain->enter([&] { varnolexBenchWalk(*chain, messages); }); };
 }
 
-/// The ends belong to MIDI services, and what plays by the clock answers later.
+/// The ends belong to MIDI services, and what keeps notes back answers later.
 bool answersWithinTheCall(const ToolKind& kind) {
-    return kind.hasInput && kind.hasOutput && kind.type != PipeToolType::midiIn && kind.type != PipeToolType::midiOut &&
-           kind.type != PipeToolType::arp;
+    constexpr std::array others{PipeToolType::midiIn,      PipeToolType::midiOut,  PipeToolType::arp,
+                                PipeToolType::strum,       PipeToolType::humanize, PipeToolType::quantize,
+                                PipeToolType::durationTool};
+    return kind.hasInput && kind.hasOutput && std::ranges::find(others, kind.type) == others.end();
 }
 
 }  // namespace
