@@ -60,7 +60,7 @@ private:
     void begin(const ChainMessage& message, ToolChain& chain) {
         const RoundRobinSettings now = current();
         State& held = state.inWalk();
-        const auto first = static_cast<std::size_t>(std::max<std::int64_t>(now.startChannel - 1, 0) % 16);
+        const auto first = static_cast<std::size_t>((std::max<std::int64_t>(now.startChannel, 1) - 1) % 16);
         const auto channel = static_cast<std::uint8_t>((first + takeIndex(held, now)) % 16);
         held.voiceMap.put(message.noteKey(), {channel, 0});
         const ShortMessage note = ShortMessage::noteOn(channel, message.data1(), message.data2());
