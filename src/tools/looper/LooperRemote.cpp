@@ -17,8 +17,16 @@ double percentOf(std::uint8_t value) { return value * 100.0 / 127.0; }
 
 }  // namespace
 
-void LooperTool::handleRemoteCC(const ChainMessage& message, Outlet outlet) {
+bool LooperTool::isRemote(std::uint8_t number) const {
+    if (number >= 128) return false;
+    const auto numbers = number < 64 ? &LooperSnapshot::remoteNumbers : &LooperSnapshot::highRemoteNumbers;
+    return (current(numbers) >> (number % 64) & 1) != 0;
+}
+
+void LooperTool::handleRemoteCC(const ChainMessage& message, ToolChain& chain) {
     const ControllerHistory::Turn turn = lastCC.take(message);
+    if (!isRemote(message.data1())) return;
+    const Outlet outlet{&chain, Runtime::current().hostTime()};
     const RemoteMapping remote = current().remote;
     const std::uint8_t number = message.data1();
     if (remote.hasTrigger && number == remote.triggerCC) return handleTrigger(remote, turn, outlet);

@@ -106,27 +106,35 @@ std::uint32_t LooperSnapshot::launchGrid() const {
 }
 
 LooperSnapshot LooperSettings::realTime() const {
-    return {.quantizeGrid = reduced(quantizeGrid),
-            .swing = reduced(swing),
-            .probability = reduced(probability),
-            .transpose = reduced(transpose),
-            .feedback = reduced(feedback),
-            .speed = reduced(speed),
-            .launchQuantize = reduced(launchQuantize),
-            .recordLengthBars = reduced(recordLengthBars),
-            .postRecordAction = reduced(postRecordAction),
-            .inputMonitor = reduced(inputMonitor),
-            .preCountBars = reduced(preCountBars),
-            .reverse = reverse,
-            .forwardClock = forwardClock,
-            .metronome = metronome,
-            .remote = {.hasTrigger = triggerMode == 1,
-                       .triggerCC = triggerCC,
-                       .triggerCCToggle = triggerCCToggle,
-                       .numbers = {recordCC, playCC, overdubCC, stopCC, clearCC, undoCC, redoCC, swingCC, probabilityCC,
-                                   feedbackCC, transposeCC},
-                       .toggles = {recordCCToggle, playCCToggle, overdubCCToggle, stopCCToggle, clearCCToggle,
-                                   undoCCToggle, redoCCToggle}}};
+    LooperSnapshot snapshot{.quantizeGrid = reduced(quantizeGrid),
+                            .swing = reduced(swing),
+                            .probability = reduced(probability),
+                            .transpose = reduced(transpose),
+                            .feedback = reduced(feedback),
+                            .speed = reduced(speed),
+                            .launchQuantize = reduced(launchQuantize),
+                            .recordLengthBars = reduced(recordLengthBars),
+                            .postRecordAction = reduced(postRecordAction),
+                            .inputMonitor = reduced(inputMonitor),
+                            .preCountBars = reduced(preCountBars),
+                            .reverse = reverse,
+                            .forwardClock = forwardClock,
+                            .metronome = metronome,
+                            .remote = {.hasTrigger = triggerMode == 1,
+                                       .triggerCC = triggerCC,
+                                       .triggerCCToggle = triggerCCToggle,
+                                       .numbers = {recordCC, playCC, overdubCC, stopCC, clearCC, undoCC, redoCC,
+                                                   swingCC, probabilityCC, feedbackCC, transposeCC},
+                                       .toggles = {recordCCToggle, playCCToggle, overdubCCToggle, stopCCToggle,
+                                                   clearCCToggle, undoCCToggle, redoCCToggle}}};
+    const auto know = [&](std::uint8_t number) {
+        if (number >= 128) return;
+        (number < 64 ? snapshot.remoteNumbers : snapshot.highRemoteNumbers) |= std::uint64_t{1} << (number % 64);
+    };
+    for (const std::uint8_t number : snapshot.remote.numbers)
+        if (number != 0) know(number);
+    if (snapshot.remote.hasTrigger) know(triggerCC);
+    return snapshot;
 }
 
 std::span<const Parameter> looperParameters() { return table; }

@@ -57,6 +57,9 @@ struct LooperSnapshot {
     bool forwardClock = true;
     bool metronome = false;
     RemoteMapping remote{};
+    /// Bit n: whether the remote control knows controller n, or 64 + n; all that most controllers need to ask.
+    std::uint64_t remoteNumbers = 0;
+    std::uint64_t highRemoteNumbers = 0;
 
     /// The launch grid in ticks; 0 when actions aren't deferred.
     std::uint32_t launchGrid() const;

@@ -56,7 +56,7 @@ void LooperTool::enabledDidChange(bool isOn) {
 // Messages
 
 void LooperTool::takeChannelMessage(const ChainMessage& message, ToolChain& chain) {
-    if (message.isController()) handleRemoteCC(message, {&chain, Runtime::current().hostTime()});
+    if (message.isController()) handleRemoteCC(message, chain);
     const LooperTransport transport = state.transport;
     if (transport == LooperTransport::recording || transport == LooperTransport::overdubbing)
         record(message);
@@ -67,13 +67,7 @@ void LooperTool::takeChannelMessage(const ChainMessage& message, ToolChain& chai
 }
 
 void LooperTool::record(const ChainMessage& message) {
-    if (message.isController()) {
-        const std::uint8_t number = message.data1();
-        const RemoteMapping remote = current().remote;
-        const bool isMapped = std::ranges::find(remote.numbers, number) != remote.numbers.end() ||
-                              (remote.hasTrigger && remote.triggerCC == number);
-        if (number != 0 && isMapped) return;
-    }
+    if (message.isController() && message.data1() != 0 && isRemote(message.data1())) return;
     switch (recordMessage(message, state.currentTick, history.loop(), state.pendingRecordNotes)) {
         case Recorded::note:
             return updateEventCount();

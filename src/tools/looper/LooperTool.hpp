@@ -154,7 +154,8 @@ private:
     void showOnMain();
 
     // The remote control
-    void handleRemoteCC(const ChainMessage& message, Outlet outlet);
+    bool isRemote(std::uint8_t number) const;
+    void handleRemoteCC(const ChainMessage& message, ToolChain& chain);
     void pressButtons(const RemoteMapping& remote, std::uint8_t number, ControllerHistory::Turn turn, Outlet outlet);
     void pressButton(RemoteSlot slot, Outlet outlet);
     void ride(const RemoteMapping& remote, std::uint8_t number, std::uint8_t value);
