@@ -164,4 +164,13 @@ inline bool isWholeMessage(std::span<const std::uint8_t> bytes) {
     return std::ranges::all_of(bytes.subspan(1), [](std::uint8_t byte) { return byte < 0x80; });
 }
 
+/// Whether a kind's messages are put down byte by byte in its settings: random ones make anything.
+inline bool spellsOutMessages(PipeToolType type) { return type == PipeToolType::toggle; }
+
+/// The kinds with which the end of a batch may wait: for the message that carries it, or, in a looper that keeps the
+/// clock to itself, for something else to leave.
+inline bool mayDelayBatchEnds(PipeToolType type) {
+    return type == PipeToolType::delay || type == PipeToolType::humanize || type == PipeToolType::looper;
+}
+
 }  // namespace varnolex::testing
