@@ -167,10 +167,11 @@ inline bool isWholeMessage(std::span<const std::uint8_t> bytes) {
 /// Whether a kind's messages are put down byte by byte in its settings: random ones make anything.
 inline bool spellsOutMessages(PipeToolType type) { return type == PipeToolType::toggle; }
 
-/// The kinds with which the end of a batch may wait: for the message that carries it, or, in a looper that keeps the
-/// clock to itself, for something else to leave.
-inline bool mayDelayBatchEnds(PipeToolType type) {
-    return type == PipeToolType::delay || type == PipeToolType::humanize || type == PipeToolType::looper;
+/// Whether the end of the batch that a message closes may wait: for the message that carries it, or, in a looper that
+/// keeps the clock to itself, for something else to leave. Nothing of the batch has left in a looper's case.
+inline bool mayDelayBatchEnd(PipeToolType type, std::span<const std::uint8_t> message, bool hasAnythingLeft) {
+    if (type == PipeToolType::looper) return !hasAnythingLeft && !message.empty() && message[0] == 0xF8;
+    return type == PipeToolType::delay || type == PipeToolType::humanize;
 }
 
 }  // namespace varnolex::testing
