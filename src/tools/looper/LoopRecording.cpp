@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/Runtime.hpp"
-#include "tools/looper/StableSort.hpp"
+#include "platform/StableSort.hpp"
 
 namespace varnolex {
 namespace {

@@ -103,19 +103,11 @@ void LooperTool::startRecording() {
 }
 
 void LooperTool::play() {
-    switch (state.transport) {
-        case LooperTransport::recording:
-            finishRecording(lengthOfRecording(snapshotNow()));
-            break;
-        case LooperTransport::overdubbing:
-            finishOverdub();
-            break;
-        case LooperTransport::stopped:
-            state.currentTick = 0;
-            showFromStart();
-            break;
-        default:
-            return;
+    if (state.transport == LooperTransport::stopped) {
+        state.currentTick = 0;
+        showFromStart();
+    } else if (!finishPass()) {
+        return;
     }
     state.transport = LooperTransport::playing;
 }
@@ -129,23 +121,12 @@ void LooperTool::beginOverdub() {
 }
 
 void LooperTool::stopAction(Outlet outlet) {
-    switch (state.transport) {
-        case LooperTransport::recording:
-            finishRecording(lengthOfRecording(snapshotNow()));
-            break;
-        case LooperTransport::overdubbing:
-            finishOverdub();
-            break;
-        case LooperTransport::playing:
-            break;
-        case LooperTransport::counting:
-            state.preCountTicksRemaining = 0;
-            state.transport = LooperTransport::stopped;
-            return;
-        default:
-            return;
-    }
-    flush(outlet);
+    if (state.transport == LooperTransport::counting)
+        state.preCountTicksRemaining = 0;
+    else if (finishPass() || state.transport == LooperTransport::playing)
+        flush(outlet);
+    else
+        return;
     state.transport = LooperTransport::stopped;
 }
 
@@ -171,6 +152,17 @@ void LooperTool::clear(Outlet outlet) {
 std::uint32_t LooperTool::lengthOfRecording(const LooperSnapshot& now) const {
     if (now.recordLengthBars < 1) return autoLength(state.currentTick);
     return static_cast<std::uint32_t>(now.recordLengthBars) * ticksPerBar;
+}
+
+/// Ends what is being recorded; false when nothing is. The transport is left to the caller.
+bool LooperTool::finishPass() {
+    if (state.transport == LooperTransport::recording)
+        finishRecording(lengthOfRecording(snapshotNow()));
+    else if (state.transport == LooperTransport::overdubbing)
+        finishOverdub();
+    else
+        return false;
+    return true;
 }
 
 /// The transport is left to the caller.

@@ -144,6 +144,7 @@ private:
     void beginOverdub();
     void stopAction(Outlet outlet);
     void clear(Outlet outlet);
+    bool finishPass();
     void finishRecording(std::uint32_t length);
     std::uint32_t lengthOfRecording(const LooperSnapshot& now) const;
     void finishOverdub();

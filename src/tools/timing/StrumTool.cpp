@@ -4,6 +4,7 @@
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/WalkState.hpp"
+#include "platform/StableSort.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/timing/DelayedMessages.hpp"
 #include "tools/timing/PendingNotes.hpp"
@@ -90,10 +91,10 @@ private:
 
     /// By note, those of one note in the order in which they came; all of it backwards for a strum downwards.
     static void sort(std::span<PendingNote> notes, std::int64_t direction) {
-        const auto noteOf = [](const PendingNote& note) { return note.bytes[1]; };
-        // Insertion: in place, stable and quick for as few notes as a chord has.
-        for (auto next = notes.begin(); next != notes.end(); ++next)
-            std::rotate(std::ranges::upper_bound(notes.begin(), next, noteOf(*next), {}, noteOf), next, next + 1);
+        const auto isLower = [](const PendingNote& one, const PendingNote& other) {
+            return one.bytes[1] < other.bytes[1];
+        };
+        stableSortInPlace(notes.begin(), notes.end(), isLower);
         if (direction == strumDown) std::ranges::reverse(notes);
     }
 
