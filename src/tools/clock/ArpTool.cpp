@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "engine/ConfiguredTool.hpp"
-#include "engine/ToolChain.hpp"
 #include "platform/Runtime.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/clock/ArpSequence.hpp"
+#include "tools/timing/WalkTimer.hpp"
 
 // Plays the held keys one after another, a step every so many ticks of the incoming clock. The keys themselves go no
 // further, and without a clock there is silence. A step's note ends after its part of the step or with the next one.
@@ -42,9 +42,7 @@ constexpr std::array table{
 
 class ArpTool final : public ConfiguredTool<ArpSettings, ArpLives> {
 public:
-    ArpTool()
-        : ConfiguredTool(arpDefinition),
-          gateQueue(Runtime::current().makeQueue("com.varnolex.arp", QueuePriority::timing)) {}
+    ArpTool() : ConfiguredTool(arpDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.isNoteOn()) return press(message, chain);
@@ -54,8 +52,8 @@ public:
     }
 
     void stop() override {
-        inWalk([this] {
-            cancelGate();
+        inWalkOf(*this, [this] {
+            gateTimer.cancel();
             sequence.clear();
             clockTick = 0;
             playing.reset();
@@ -66,7 +64,7 @@ public:
 protected:
     void settingsDidChange(const ArpSettings& before) override {
         const ArpSettings& now = settings();
-        inWalk([&] {
+        inWalkOf(*this, [&] {
             if (before.latch && !now.latch) sequence.clear();
             if (before.pattern != now.pattern || before.octaveRange != now.octaveRange) rebuild(now);
         });
@@ -74,8 +72,8 @@ protected:
 
     void enabledDidChange(bool isOn) override {
         if (isOn) return;
-        inWalk([this] {
-            cancelGate();
+        inWalkOf(*this, [this] {
+            gateTimer.cancel();
             sequence.clear();
             clockTick = 0;
         });
@@ -88,13 +86,6 @@ private:
 
         bool operator==(const PlayingNote&) const = default;
     };
-
-    /// Runs what touches the running state from outside a walk.
-    template <class Work>
-    void inWalk(Work&& work) {
-        if (const auto owner = chain()) return owner->enter(work);
-        work();
-    }
 
     void rebuild(const ArpSettings& now) { sequence.rebuild(now.pattern, now.octaveRange); }
 
@@ -112,7 +103,7 @@ private:
         rebuild(now);
         if (sequence.hasHeldNotes()) return chain.forward(message.dropped());
 
-        cancelGate();
+        gateTimer.cancel();
         auto ended = std::exchange(playing, std::nullopt);
         if (!ended) ended = std::exchange(lastPlayed, std::nullopt);
         if (!ended) return chain.forward(message.dropped());
@@ -133,7 +124,7 @@ private:
     void step(const ChainMessage& tick, HostTime interval, const ArpSettings& now, ToolChain& chain) {
         const auto next = sequence.next();
         if (!next) return;
-        cancelGate();
+        gateTimer.cancel();
         if (const auto old = std::exchange(playing, std::nullopt)) {
             const ShortMessage off = ShortMessage::noteOff(old->channel, old->note);
             chain.forward(tick.notLast().carrying(off));
@@ -155,35 +146,18 @@ private:
     }
 
     void scheduleGateEnd(std::int64_t milliseconds, HostTime timeStamp) {
-        gateWorkItem =
-            gateQueue->after(std::chrono::milliseconds(milliseconds),
-                             [self = weak_from_this(), note = *playing, forGeneration = generation, timeStamp] {
-                                 if (const auto tool = self.lock())
-                                     static_cast<ArpTool&>(*tool).endGate(note, forGeneration, timeStamp);
-                             });
+        gateTimer.startAfter(std::chrono::milliseconds(milliseconds),
+                             [this, note = *playing, timeStamp](ToolChain& chain) { endGate(note, timeStamp, chain); });
     }
 
-    void endGate(PlayingNote note, std::uint64_t forGeneration, HostTime timeStamp) {
-        const auto owner = chain();
-        if (!owner) return;
-        owner->enter([&] {
-            if (forGeneration != generation || playing != note) return;
-            playing.reset();
-            const ShortMessage off = ShortMessage::noteOff(note.channel, note.note);
-            // Leaves with the batch of the next tick, which comes within a 24th of a beat.
-            const ChainMessage place{nullptr, 0, timeStamp, false};
-            owner->forward(place.carrying(off));
-        });
+    void endGate(PlayingNote note, HostTime timeStamp, ToolChain& chain) {
+        if (playing != note) return;
+        playing.reset();
+        const ShortMessage off = ShortMessage::noteOff(note.channel, note.note);
+        // Leaves with the batch of the next tick, which comes within a 24th of a beat.
+        const ChainMessage place{nullptr, 0, timeStamp, false};
+        chain.forward(place.carrying(off));
     }
-
-    /// Also stops a gate end that has left the queue and waits for the walk.
-    void cancelGate() {
-        ++generation;
-        gateWorkItem.cancel();
-        gateWorkItem = {};
-    }
-
-    const std::shared_ptr<Queue> gateQueue;
 
     // Touched inside walks only.
     ArpSequence sequence;
@@ -191,8 +165,7 @@ private:
     HostTime lastTickTime = 0;
     std::optional<PlayingNote> playing;
     std::optional<PlayingNote> lastPlayed;
-    std::uint64_t generation = 0;
-    WorkItem gateWorkItem;
+    WalkTimer gateTimer{*this, "com.varnolex.arp"};
 };
 
 }  // namespace

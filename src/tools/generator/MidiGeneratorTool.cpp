@@ -201,8 +201,8 @@ void MidiGeneratorTool::stopRun(ToolChain& chain) {
 
 void MidiGeneratorTool::endNotes(ToolChain& chain) {
     ++generation;
-    nextItem.cancel();
-    noteEndItem.cancel();
+    nextTimer.cancel();
+    noteEndTimer.cancel();
     const ChainMessage place{nullptr, 0, Runtime::current().hostTime(), true};
     pendingNoteOffs.takeAll([&](const ShortMessage& off) { chain.forward(place.carrying(off)); });
     // A file ends its notes later on, which it doesn't come to any more.
@@ -232,24 +232,12 @@ void MidiGeneratorTool::beginPass(std::int64_t number) {
     scheduleNext();
 }
 
-template <class Work>
-WorkItem MidiGeneratorTool::atTime(HostTime time, Work work) {
-    return generatorQueue->at(time, [self = weak_from_this(), inRun = generation, work] {
-        const auto held = self.lock();
-        if (!held) return;
-        auto& tool = static_cast<MidiGeneratorTool&>(*held);
-        tool.enterChain([&](ToolChain& chain) {
-            if (tool.generation == inRun) work(tool, chain);
-        });
-    });
-}
-
 void MidiGeneratorTool::scheduleNext() {
     const bool isPassDone = nextEvent >= playing->list().size();
     due += static_cast<HostTime>((isPassDone ? waitForNextPass() : waitAhead()).count());
     const HostTime now = Runtime::current().hostTime();
     if (due + longestLateness < now) due = now;
-    nextItem = atTime(due, [](MidiGeneratorTool& tool, ToolChain& chain) { tool.playDue(chain); });
+    nextTimer.start(due, [this](ToolChain& chain) { playDue(chain); });
 }
 
 Nanoseconds MidiGeneratorTool::drawDelay(const GeneratorRules& rules) const {
@@ -325,10 +313,8 @@ void MidiGeneratorTool::deliver(const ChainMessage& message, ToolChain& chain) c
 }
 
 void MidiGeneratorTool::scheduleNoteEnd() {
-    noteEndItem.cancel();
-    if (pendingNoteOffs.isEmpty()) return;
-    noteEndItem =
-        atTime(pendingNoteOffs.earliest(), [](MidiGeneratorTool& tool, ToolChain& chain) { tool.endDueNotes(chain); });
+    if (pendingNoteOffs.isEmpty()) return noteEndTimer.cancel();
+    noteEndTimer.start(pendingNoteOffs.earliest(), [this](ToolChain& chain) { endDueNotes(chain); });
 }
 
 void MidiGeneratorTool::endDueNotes(ToolChain& chain) {

@@ -5,12 +5,11 @@
 
 #include "core/SoundingNotes.hpp"
 #include "engine/ConfiguredTool.hpp"
-#include "engine/ToolChain.hpp"
-#include "platform/Runtime.hpp"
 #include "platform/concurrency/Guarded.hpp"
 #include "tools/generator/GeneratorEvents.hpp"
 #include "tools/generator/MidiGeneratorSettings.hpp"
 #include "tools/generator/PendingNoteOffs.hpp"
+#include "tools/timing/WalkTimer.hpp"
 
 namespace varnolex {
 
@@ -70,10 +69,6 @@ private:
     void scheduleNoteEnd();
     static void panic(ToolChain& chain);
 
-    /// Runs `work(*this, chain)` on the queue at a time, inside a walk, unless another run has begun or ended by then.
-    template <class Work>
-    WorkItem atTime(HostTime due, Work work);
-
     /// Runs `work(chain)` inside a walk if there is a chain.
     template <class Work>
     void enterChain(Work&& work);
@@ -102,8 +97,8 @@ private:
     bool wasRunningBeforeDisable = false;
     PendingNoteOffs pendingNoteOffs;
     SoundingNotes notesOfFile;
-    WorkItem nextItem;
-    WorkItem noteEndItem;
+    WalkTimer nextTimer{*this, generatorQueue};
+    WalkTimer noteEndTimer{*this, generatorQueue};
 };
 
 }  // namespace varnolex

@@ -4,10 +4,9 @@
 #include <utility>
 
 #include "engine/ConfiguredTool.hpp"
-#include "engine/ToolChain.hpp"
-#include "platform/Runtime.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/parameternumbers/ParameterNumberEvent.hpp"
+#include "tools/timing/WalkTimer.hpp"
 
 // Folds the four controllers of a parameter change into one event, each channel by itself. The first three are held
 // back; when the next one doesn't come in time, or another controller comes instead, they leave as they were, so that
@@ -35,20 +34,13 @@ constexpr std::array table{
 /// Beyond any wait that makes sense, and short of an overflow.
 constexpr std::int64_t longestTimeout = 24 * 60 * 60 * 1000;
 
-/// The part of a sequence that has come so far.
+/// The part of a channel's sequence that has come so far.
 struct ChannelState {
+    std::uint8_t channel;
+    WalkTimer timeout;
     /// Of the first controllers of the kind.
     std::array<std::uint8_t, 3> values{};
     std::size_t heldCount = 0;
-    WorkItem timeout;
-    /// Stops a time-out that has left the queue and waits for the walk.
-    std::uint64_t generation = 0;
-
-    void disarm() {
-        ++generation;
-        timeout.cancel();
-        timeout = {};
-    }
 };
 
 class ParameterNumberAssembler : public ConfiguredTool<PNAssemblerSettings> {
@@ -57,28 +49,32 @@ public:
                              const char* queueLabel)
         : ConfiguredTool(definition),
           kind(numbers),
-          queue(Runtime::current().makeQueue(queueLabel, QueuePriority::timing)) {}
+          channels(channelsOn(Runtime::current().makeQueue(queueLabel, QueuePriority::timing),
+                              std::make_index_sequence<16>())) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isController()) return chain.forward(message);
         ChannelState& state = channels[message.channel()];
         const std::size_t place = placeOf(message.data1());
         const bool isExpected = place <= state.heldCount;
-        if (place == 0 || !isExpected) flush(state, message.channel(), chain);
+        if (place == 0 || !isExpected) flush(state, chain);
         if (!isExpected) return chain.forward(message);
         place < state.values.size() ? hold(state, place, message, chain) : emit(state, message, chain);
     }
 
     /// What is held stays for the next controller; nobody waits for it any more.
     void stop() override {
-        const auto owner = chain();
-        if (!owner) return;
-        owner->enter([this] {
-            for (ChannelState& state : channels) state.disarm();
+        inWalkOf(*this, [this] {
+            for (ChannelState& state : channels) state.timeout.cancel();
         });
     }
 
 private:
+    template <std::size_t... Channel>
+    std::array<ChannelState, 16> channelsOn(const std::shared_ptr<Queue>& queue, std::index_sequence<Channel...>) {
+        return {ChannelState{Channel, {*this, queue}}...};
+    }
+
     /// In the sequence; of another controller, one that is never expected.
     std::size_t placeOf(std::uint8_t controller) const {
         return static_cast<std::size_t>(std::ranges::find(kind.controllers, controller) - kind.controllers.begin());
@@ -87,14 +83,17 @@ private:
     void hold(ChannelState& state, std::size_t place, const ChainMessage& message, ToolChain& chain) {
         state.values[place] = message.data2();
         state.heldCount = std::max(state.heldCount, place + 1);
-        arm(state, message.channel());
+        const auto wait = std::clamp<std::int64_t>(current(&PNAssemblerSettings::timeoutMs), 0, longestTimeout);
+        state.timeout.startAfter(std::chrono::milliseconds(wait), [this, &state](ToolChain& owner) {
+            if (isEnabled()) flush(state, owner);
+        });
         chain.forward(message.dropped());
     }
 
     void emit(ChannelState& state, const ChainMessage& last, ToolChain& chain) {
         const auto values = state.values;
         state.heldCount = 0;
-        state.disarm();
+        state.timeout.cancel();
         const ParameterNumberEvent event{kind.status, last.channel(), values[0], values[1], values[2], last.data2()};
         if (!current(&PNAssemblerSettings::passOriginal)) return chain.forward(last.carrying(event));
         chain.forward(last.notLast().carrying(event));
@@ -102,13 +101,13 @@ private:
         chain.forward(last);
     }
 
-    void flush(ChannelState& state, std::uint8_t channel, ToolChain& chain) {
+    void flush(ChannelState& state, ToolChain& chain) {
         const auto values = state.values;
         const std::size_t count = std::exchange(state.heldCount, 0);
         if (count == 0) return;
-        state.disarm();
+        state.timeout.cancel();
         const ChainMessage place{nullptr, 0, Runtime::current().hostTime(), true};
-        forwardFirst(std::span(values).first(count), channel, place, chain);
+        forwardFirst(std::span(values).first(count), state.channel, place, chain);
     }
 
     /// The sequence's first controllers. The last of them has the given place in the batch.
@@ -120,27 +119,7 @@ private:
         }
     }
 
-    void arm(ChannelState& state, std::uint8_t channel) {
-        state.disarm();
-        const auto wait = std::clamp<std::int64_t>(current(&PNAssemblerSettings::timeoutMs), 0, longestTimeout);
-        state.timeout = queue->after(
-            std::chrono::milliseconds(wait), [self = weak_from_this(), channel, forGeneration = state.generation] {
-                if (const auto tool = self.lock())
-                    static_cast<ParameterNumberAssembler&>(*tool).timeOut(channel, forGeneration);
-            });
-    }
-
-    void timeOut(std::uint8_t channel, std::uint64_t forGeneration) {
-        const auto owner = chain();
-        if (!owner) return;
-        owner->enter([&] {
-            ChannelState& state = channels[channel];
-            if (isEnabled() && forGeneration == state.generation) flush(state, channel, *owner);
-        });
-    }
-
     const ParameterNumberKind& kind;
-    const std::shared_ptr<Queue> queue;
 
     // Touched inside walks only.
     std::array<ChannelState, 16> channels;

@@ -67,8 +67,7 @@ private:
     void gather(const ChainMessage& note, ToolChain& chain) {
         if (running.inWalk().pendingNotes.isFull()) flush(chain);
         running.inWalk().pendingNotes.append(note);
-        flushTimer.start(Runtime::current().hostTime() + Nanoseconds(window).count(),
-                         [this](ToolChain& owner) { flush(owner); });
+        flushTimer.startAfter(window, [this](ToolChain& owner) { flush(owner); });
         chain.forward(note.dropped());
     }
 

@@ -18,13 +18,18 @@ void inWalkOf(const PipeTool& tool, Work&& work) {
     work();
 }
 
-/// A tool's one-shot timer, on a serial queue of its own. What it sets off runs inside a walk of the tool's chain, so
-/// that it may touch what the tool remembers and forward from there. A member of its tool; the tool is held weakly
-/// while the timer runs. Everything but the making happens inside walks, and nothing allocates in steady state.
+/// A tool's one-shot timer, on a serial queue of its own or one of several on a queue. What it sets off runs inside a
+/// walk of the tool's chain, so that it may touch what the tool remembers and forward from there. A member of its tool;
+/// the tool is held weakly while the timer runs. Everything but the making happens inside walks, and nothing allocates
+/// in steady state.
 class WalkTimer {
 public:
     WalkTimer(PipeTool& ownerTool, std::string queueLabel)
-        : owner(ownerTool), queue(Runtime::current().makeQueue(std::move(queueLabel), QueuePriority::timing)) {}
+        : WalkTimer(ownerTool, Runtime::current().makeQueue(std::move(queueLabel), QueuePriority::timing)) {}
+    WalkTimer(PipeTool& ownerTool, std::shared_ptr<Queue> sharedQueue)
+        : owner(ownerTool), queue(std::move(sharedQueue)) {}
+    WalkTimer(const WalkTimer&) = delete;
+    WalkTimer& operator=(const WalkTimer&) = delete;
 
     /// Calls `work(ToolChain&)` at `deadline`, in place of what the timer was started for before.
     template <class Work>
@@ -39,10 +44,16 @@ public:
         });
     }
 
+    /// The same when `delay` has passed.
+    template <class Work>
+    void startAfter(Nanoseconds delay, Work work) {
+        start(Runtime::current().hostTime() + static_cast<HostTime>(delay.count()), std::move(work));
+    }
+
     /// Also stops work that has left the queue and waits for the walk.
     void cancel() {
+        if (!std::exchange(isOn, false)) return;
         ++generation;
-        isOn = false;
         item.cancel();
         item = {};
     }

@@ -37,7 +37,8 @@ TEST_P(TimingToolThreads, playsOnWhileTheMainThreadChangesEverything) {
     SharedValue<std::uint64_t> rounds{0};
     std::jthread player([&] {
         while (!isOver.get()) {
-            const auto number = static_cast<std::uint8_t>(rounds.add(1) % 128);
+            const std::uint64_t round = rounds.add(1);
+            const auto number = static_cast<std::uint8_t>(round % 128);
             std::array<std::uint8_t, 60> exclusive;
             exclusive.fill(number);
             exclusive.front() = 0xF0;
@@ -45,7 +46,7 @@ TEST_P(TimingToolThreads, playsOnWhileTheMainThreadChangesEverything) {
             chain->send(ChainMessage{}.carrying(exclusive));
             for (const ShortMessage& message :
                  {ShortMessage::noteOn(0, number, 100), ShortMessage(0xF8), ShortMessage::noteOff(0, number),
-                  ShortMessage::controller(0, 7, number)})
+                  ShortMessage::controller(0, number, static_cast<std::uint8_t>(round / 128 % 128))})
                 chain->send(ChainMessage{}.carrying(message));
         }
     });
@@ -70,7 +71,8 @@ TEST_P(TimingToolThreads, playsOnWhileTheMainThreadChangesEverything) {
 INSTANTIATE_TEST_SUITE_P(All, TimingToolThreads,
                          ::testing::Values(PipeToolType::delay, PipeToolType::duplicate, PipeToolType::durationTool,
                                            PipeToolType::humanize, PipeToolType::strum, PipeToolType::quantize,
-                                           PipeToolType::mpeDistributor));
+                                           PipeToolType::mpeDistributor, PipeToolType::smooth,
+                                           PipeToolType::nrpnAssembler));
 
 }  // namespace
 }  // namespace varnolex::testing
