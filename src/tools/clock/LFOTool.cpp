@@ -3,10 +3,8 @@
 #include <cmath>
 #include <numbers>
 
-#include "engine/ConfiguredTool.hpp"
-#include "engine/ToolChain.hpp"
-#include "platform/Runtime.hpp"
 #include "tools/ToolDefinitions.hpp"
+#include "tools/timing/TickingTool.hpp"
 
 // Sends a repeating wave as values of a controller, a hundred a second from a timer of its own, or one on every tick of
 // the incoming clock. While it runs freely a clock ends here; everything else passes unchanged.
@@ -82,6 +80,7 @@ constexpr std::array table{
 };
 
 constexpr int tickHz = 100;
+constexpr Nanoseconds tickPeriod(ticksPerSecond / tickHz);
 constexpr std::int64_t ticksPerQuarter = 24;
 
 /// What the wave is worth, 0 to 1, at a phase of 0 up to 1.
@@ -104,44 +103,35 @@ double waveAt(std::int64_t waveform, double phase, int randomValue) {
     }
 }
 
-class LFOTool final : public ConfiguredTool<LFOSettings, LFOLives> {
+class LFOTool final : public TickingTool<LFOSettings, LFOLives> {
 public:
-    LFOTool()
-        : ConfiguredTool(lfoDefinition),
-          timerQueue(Runtime::current().makeQueue("com.varnolex.lfo", QueuePriority::timing)) {}
+    LFOTool() : TickingTool(lfoDefinition, "com.varnolex.lfo", tickPeriod, Nanoseconds(0)) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         lastTimeStamp = message.timeStamp;
         if (message.isClockTick()) return countTick(message, chain);
         const LFOSettings::Passing now = current(&LFOSettings::Reduced::passing);
-        if (!now.syncToMidiClock && !timer) [[unlikely]]
-            startTimer();
+        if (!now.syncToMidiClock && !isTicking()) [[unlikely]]
+            startTicks();
         if (!message.isEmptyCarrier()) listen(message, now);
         chain.forward(message);
     }
 
-    // Comes at every rebuild of the graph: a wave that runs goes on as it is.
-    void chainWasWired(std::uint8_t) override {
-        inWalk([this] {
-            isWired = true;
-            runTimerIfWanted();
-        });
-    }
-
-    void stop() override {
-        inWalk([this] {
-            isWired = false;
-            timer.reset();
-        });
-    }
-
 protected:
     void settingsDidChange(const LFOSettings& before) override {
-        if (before.syncToMidiClock != settings().syncToMidiClock) inWalk([this] { runTimerIfWanted(); });
+        if (before.syncToMidiClock != settings().syncToMidiClock) inWalkOf(*this, [this] { updateTicks(); });
     }
 
-    void enabledDidChange(bool) override {
-        inWalk([this] { runTimerIfWanted(); });
+    bool wantsTicks() const override { return !current(&LFOSettings::Reduced::passing).syncToMidiClock; }
+
+    void tick(ToolChain& chain) override {
+        const LFOSettings::Reduced now = current();
+        phase += effectiveRate(now) / tickHz;
+        if (phase >= 1) {
+            phase -= 1;
+            if (now.waveform == randomSteps) drawRandomValue(now);
+        }
+        emit(now, lastTimeStamp, chain);
     }
 
 private:
@@ -149,44 +139,6 @@ private:
         int low;
         int high;
     };
-
-    /// Runs what touches the running state from outside a walk.
-    template <class Work>
-    void inWalk(Work&& work) {
-        if (const auto owner = chain()) return owner->enter(work);
-        work();
-    }
-
-    void runTimerIfWanted() {
-        if (!isEnabled() || current(&LFOSettings::Reduced::passing).syncToMidiClock)
-            timer.reset();
-        else if (isWired && !timer)
-            startTimer();
-    }
-
-    // Kept out of the way of the messages that only pass.
-    [[gnu::noinline]] void startTimer() {
-        // Whatever has brought a message here serves as a chain.
-        isWired = true;
-        timer = timerQueue->repeating(0, Nanoseconds(ticksPerSecond / tickHz), [self = weak_from_this()] {
-            if (const auto tool = self.lock()) static_cast<LFOTool&>(*tool).timerTick();
-        });
-    }
-
-    void timerTick() {
-        const auto owner = chain();
-        if (!owner) return;
-        owner->enter([&] {
-            const LFOSettings::Reduced now = current();
-            if (!timer || !isEnabled() || now.passing.syncToMidiClock) return;
-            phase += effectiveRate(now) / tickHz;
-            if (phase >= 1) {
-                phase -= 1;
-                if (now.waveform == randomSteps) drawRandomValue(now);
-            }
-            emit(now, lastTimeStamp, *owner);
-        });
-    }
 
     [[gnu::noinline]] void countTick(const ChainMessage& tick, ToolChain& chain) {
         const LFOSettings::Reduced now = current();
@@ -235,11 +187,7 @@ private:
         chain.sendToExit(ChainMessage{nullptr, 0, timeStamp, true}.carrying(control));
     }
 
-    const std::shared_ptr<Queue> timerQueue;
-
     // Touched inside walks only.
-    RepeatingTimer timer;
-    bool isWired = false;
     double phase = 0;
     std::int64_t clockTickCount = 0;
     int randomValue = 0;

@@ -2,11 +2,9 @@
 #include <array>
 #include <cmath>
 
-#include "engine/ConfiguredTool.hpp"
-#include "engine/ToolChain.hpp"
-#include "platform/Runtime.hpp"
 #include "tools/KeySet.hpp"
 #include "tools/ToolDefinitions.hpp"
+#include "tools/timing/TickingTool.hpp"
 
 // Lets the values of each controller glide to where they are sent, sixty steps a second at one speed for all distances.
 // A controller's first value, and one that is no further than the threshold from where it stands, pass at once.
@@ -53,37 +51,28 @@ constexpr std::array table{
 constexpr int tickHz = 60;
 constexpr Nanoseconds tickPeriod(ticksPerSecond / tickHz);
 
-class SmoothTool final : public ConfiguredTool<SmoothSettings, SmoothLives> {
+class SmoothTool final : public TickingTool<SmoothSettings, SmoothLives> {
 public:
-    SmoothTool()
-        : ConfiguredTool(smoothDefinition),
-          timerQueue(Runtime::current().makeQueue("com.varnolex.smooth", QueuePriority::timing)) {}
+    SmoothTool() : TickingTool(smoothDefinition, "com.varnolex.smooth", tickPeriod, tickPeriod) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isController()) return chain.forward(message);
         if (passesAtOnce(message.noteKey(), message.data2() & 0x7F)) return chain.forward(message);
-        if (!timer) startTimer();
+        if (!isTicking()) startTicks();
         chain.forward(message.dropped());
     }
 
-    // A glide that a stop has held goes on.
-    void chainWasWired(std::uint8_t) override {
-        inWalk([this] {
-            isWired = true;
-            runTimerIfWanted();
-        });
-    }
-
-    void stop() override {
-        inWalk([this] {
-            isWired = false;
-            timer.reset();
-        });
-    }
-
 protected:
-    void enabledDidChange(bool) override {
-        inWalk([this] { runTimerIfWanted(); });
+    // A glide that a stop or a switch has held goes on afterwards.
+    bool wantsTicks() const override { return !gliding.isEmpty(); }
+
+    void tick(ToolChain& chain) override {
+        const double step = 127 * 1000.0 / (effectiveSlew() * tickHz);
+        const HostTime now = Runtime::current().hostTime();
+        gliding.forEach([&](std::uint16_t key) {
+            if (hasArrived(glides[key], step)) gliding.remove(key);
+            emit(key, glides[key].current, now, chain);
+        });
     }
 
 private:
@@ -93,13 +82,6 @@ private:
         /// Whether there has been a value yet.
         bool isKnown = false;
     };
-
-    /// Runs what touches the running state from outside a walk.
-    template <class Work>
-    void inWalk(Work&& work) {
-        if (const auto owner = chain()) return owner->enter(work);
-        work();
-    }
 
     /// Takes a controller's new value; if it doesn't pass, it is where the controller is to glide.
     bool passesAtOnce(std::uint16_t key, int value) {
@@ -112,37 +94,6 @@ private:
         else
             gliding.insert(key);
         return passes;
-    }
-
-    void runTimerIfWanted() {
-        if (!isEnabled())
-            timer.reset();
-        else if (isWired && !timer && !gliding.isEmpty())
-            startTimer();
-    }
-
-    void startTimer() {
-        // Whatever has brought a message here serves as a chain.
-        isWired = true;
-        timer = timerQueue->repeating(Runtime::current().hostTime() + tickPeriod.count(), tickPeriod,
-                                      [self = weak_from_this()] {
-                                          if (const auto tool = self.lock()) static_cast<SmoothTool&>(*tool).tick();
-                                      });
-    }
-
-    void tick() {
-        const auto owner = chain();
-        if (!owner) return;
-        owner->enter([&] {
-            if (!timer || !isEnabled()) return;
-            const double step = 127 * 1000.0 / (effectiveSlew() * tickHz);
-            const HostTime now = Runtime::current().hostTime();
-            gliding.forEach([&](std::uint16_t key) {
-                if (hasArrived(glides[key], step)) gliding.remove(key);
-                emit(key, glides[key].current, now, *owner);
-            });
-            if (gliding.isEmpty()) timer.reset();
-        });
     }
 
     /// Moves a glide by a step, and says whether it has come to its end.
@@ -169,11 +120,7 @@ private:
         chain.sendToExit(ChainMessage{nullptr, 0, now, true}.carrying(control));
     }
 
-    const std::shared_ptr<Queue> timerQueue;
-
     // Touched inside walks only.
-    RepeatingTimer timer;
-    bool isWired = false;
     KeySet gliding;
     /// By controller + 128 x channel.
     std::array<Glide, 16 * 128> glides;

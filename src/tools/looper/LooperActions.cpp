@@ -11,19 +11,19 @@ void LooperTool::requestAction(LooperAction action) {
 }
 
 void LooperTool::undo() {
-    inWalk([this] {
+    inWalkOf(*this, [this] {
         if (history.undo()) updateEventCount();
     });
 }
 
 void LooperTool::redo() {
-    inWalk([this] {
+    inWalkOf(*this, [this] {
         if (history.redo()) updateEventCount();
     });
 }
 
 void LooperTool::doubleLoop() {
-    inWalk([this] {
+    inWalkOf(*this, [this] {
         LoopBuffer& loop = history.loop();
         const std::uint32_t length = loop.lengthInTicks;
         const auto fits = [](const auto& list) { return 2 * list.size() <= list.capacity; };

@@ -96,7 +96,7 @@ void LooperTool::adoptContent(std::span<const std::int64_t> list) {
     LoopBuffer loop;
     readLoop(list, loop);
     bool isFree = false;
-    inWalk([&] { isFree = history.loop().lengthInTicks == 0 && state.transport == LooperTransport::empty; });
+    inWalkOf(*this, [&] { isFree = history.loop().lengthInTicks == 0 && state.transport == LooperTransport::empty; });
     if (isFree) adopt(loop);
 }
 

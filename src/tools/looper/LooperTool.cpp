@@ -252,7 +252,7 @@ void LooperTool::settingsDidChange(const LooperSettings& before) {
 /// While a launch grid is set and the loop plays, its direction turns at the next line and the setting with it.
 void LooperTool::deferReverse(bool before) {
     bool isDeferred = false;
-    inWalk([&] {
+    inWalkOf(*this, [&] {
         const bool plays =
             state.transport == LooperTransport::playing || state.transport == LooperTransport::overdubbing;
         isDeferred = settings().launchQuantize >= 1 && plays;
@@ -281,7 +281,7 @@ void LooperTool::tellMain() { toMain.ask(); }
 
 void LooperTool::showOnMain() {
     std::optional<bool> turned;
-    inWalk([&] {
+    inWalkOf(*this, [&] {
         shown.transport = state.transport;
         shown.canUndo = history.canUndo();
         shown.canRedo = history.canRedo();
@@ -290,7 +290,7 @@ void LooperTool::showOnMain() {
     });
     if (!turned) return;
     adoptReverse(*turned);
-    inWalk([&] {
+    inWalkOf(*this, [&] {
         if (state.reverseTaken == turned) state.reverseTaken.reset();
     });
 }

@@ -105,10 +105,6 @@ private:
     };
 
     template <class Work>
-    void inWalk(Work&& work) {
-        inWalkOf(*this, work);
-    }
-    template <class Work>
     void command(Work&& work);
 
     // Messages

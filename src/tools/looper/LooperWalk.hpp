@@ -13,7 +13,7 @@ template <class Work>
 void LooperTool::command(Work&& work) {
     const auto owner = chain();
     const Outlet outlet{owner.get(), Runtime::current().hostTime()};
-    inWalk([&] {
+    inWalkOf(*this, [&] {
         const bool wasOpen = std::exchange(isBatchOpen, false);
         work(outlet);
         if (isBatchOpen)

@@ -11,6 +11,7 @@
 #include "platform/script/LuaBridge.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/script/ObserverText.hpp"
+#include "tools/timing/WalkTimer.hpp"
 
 namespace varnolex {
 namespace {
@@ -81,12 +82,6 @@ void ScriptTool::observe(const ChainMessage& message) {
 }
 
 // The main thread
-
-template <class Work>
-void ScriptTool::inWalk(Work&& work) {
-    if (const auto owner = chain()) return owner->enter(work);
-    work();
-}
 
 ScriptLanguage ScriptTool::language() const {
     const std::int64_t number = settings().language;
@@ -180,7 +175,7 @@ void ScriptTool::finishLoading() {
 
 void ScriptTool::activate(Installed next) {
     installed = next.isActive;
-    inWalk([&] { std::swap(inUse, next); });
+    inWalkOf(*this, [&] { std::swap(inUse, next); });
 }
 
 void ScriptTool::dropSession() {

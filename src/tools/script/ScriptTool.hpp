@@ -81,8 +81,6 @@ private:
     void dropSession();
     void fail(const std::string& reason);
     void appendLine(std::string line);
-    template <class Work>
-    void inWalk(Work&& work);
 
     const std::shared_ptr<Queue> scriptQueue;
     const std::shared_ptr<Queue> applescriptQueue;
