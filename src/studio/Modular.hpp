@@ -43,6 +43,9 @@ struct ModularNode {
     std::shared_ptr<ToolChain> chain;
 };
 
+/// Lives from one wiring of a graph's value cables to the next.
+struct ValueWiring {};
+
 /// One studio graph. Its structure is written by `ModularEngine` alone, on the main thread; the processing road
 /// sees only what a rebuild has made of it.
 class Modular {
@@ -98,6 +101,9 @@ public:
 
     /// The lock of the graph's walks. All its chains share it, so that a walk takes it once, whatever its length.
     const std::shared_ptr<ChainLock> walkLock = std::make_shared<ChainLock>();
+
+    /// Replaced whenever the value cables are wired anew, so that numbers on their way know that they come too late.
+    std::shared_ptr<const ValueWiring> valueWiring;
 
 private:
     /// Per cable, the host time of its last particle.

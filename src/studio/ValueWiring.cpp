@@ -5,6 +5,7 @@
 
 #include "engine/LiveValueTracker.hpp"
 #include "engine/ValueProducer.hpp"
+#include "platform/Runtime.hpp"
 #include "studio/Modular.hpp"
 #include "studio/WiringPlan.hpp"
 
@@ -23,33 +24,44 @@ struct ValueTarget {
         return {tool, portID, tool->valueReceiver(), tool->liveKey(portID)};
     }
 
-    void takeAnywhere(double value) const {
+    /// A number that is still on its way to the main thread when the cables change goes nowhere: its cable may have
+    /// gone, and a cable that stays brings the present number anyway.
+    void takeAnywhere(double value, const std::weak_ptr<const ValueWiring>& wiring) const {
         if (receiver)
             receiver->receive(value, portID);
         else if (!liveKey.empty())
-            postLiveValue(*tool, liveKey, value);
+            Runtime::current().postToMain([wiring, weakTool = std::weak_ptr(tool), key = liveKey, value] {
+                const auto ridden = weakTool.lock();
+                if (ridden && !wiring.expired()) ride(*ridden, key, value);
+            });
     }
 
     void takeOnMain(double value) const {
         if (receiver) {
             receiver->receive(value, portID);
         } else if (!liveKey.empty()) {
-            tool->setLiveValue(value, liveKey);
-            LiveValueTracker::shared().record(tool->id(), liveKey, value);
+            ride(*tool, liveKey, value);
         }
+    }
+
+    static void ride(PipeTool& tool, std::string_view key, double value) {
+        tool.setLiveValue(value, key);
+        LiveValueTracker::shared().record(tool.id(), key, value);
     }
 };
 
 class GroupDelivery final : public ValueDelivery {
 public:
-    explicit GroupDelivery(std::vector<ValueTarget> group) : targets(std::move(group)) {}
+    GroupDelivery(std::vector<ValueTarget> group, std::weak_ptr<const ValueWiring> current)
+        : targets(std::move(group)), wiring(std::move(current)) {}
 
     void deliver(double value) const noexcept override {
-        for (const ValueTarget& target : targets) target.takeAnywhere(value);
+        for (const ValueTarget& target : targets) target.takeAnywhere(value, wiring);
     }
 
 private:
     const std::vector<ValueTarget> targets;
+    const std::weak_ptr<const ValueWiring> wiring;
 };
 
 void clearUncabledPorts(const Modular& modular) {
@@ -66,6 +78,7 @@ void clearUncabledPorts(const Modular& modular) {
 }  // namespace
 
 void wireValues(Modular& modular) {
+    modular.valueWiring = std::make_shared<ValueWiring>();
     clearUncabledPorts(modular);
 
     const WiringPlan plan(modular);
@@ -83,7 +96,8 @@ void wireValues(Modular& modular) {
         ValueProducer* producer = node->tool->valueProducer();
         if (!producer) continue;
         std::vector<ValueTarget>& group = groups[node->id];
-        producer->setOnValueChanged(group.empty() ? nullptr : std::make_unique<GroupDelivery>(group));
+        producer->setOnValueChanged(group.empty() ? nullptr
+                                                  : std::make_unique<GroupDelivery>(group, modular.valueWiring));
         if (!group.empty()) wired.emplace_back(producer, std::move(group));
     }
     for (const auto& [producer, group] : wired)

@@ -211,6 +211,8 @@ TEST_F(GraphEngineTest, AValueCableBringsTheNumberAtOnceAndTakesItAlongWhenItGoe
     send(up, note);
     runtime.settle();
     send(up, note);
+    // Nor does one that is on its way arrive behind the cable's end.
+    setParameter(*number->tool, "value", 20.0);
     engine.removeValueConnection(cable.id, *graph);
     send(up, note);
     setParameter(*number->tool, "value", 24.0);
