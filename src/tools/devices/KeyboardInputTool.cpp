@@ -7,6 +7,7 @@
 #include "platform/Runtime.hpp"
 #include "platform/keys/KeyService.hpp"
 #include "tools/ToolDefinitions.hpp"
+#include "tools/timing/WalkTimer.hpp"
 
 // Plays notes on the computer's keyboard, whatever window is in front: two octaves, laid out as on a piano. What comes
 // in passes. Keys arrive on the thread of the key service and go on from there, so that no note waits for the main
@@ -60,6 +61,7 @@ public:
             noteNow("Requesting Input Monitoring access...");
             return keys->requestAccess();
         }
+        inWalkOf(*this, [this] { isPlayable = true; });
         tap = keys->listen([weak = weak_from_this()](const KeyEvent& event) {
             if (const auto tool = weak.lock()) static_cast<KeyboardInputTool&>(*tool).take(event);
         });
@@ -67,9 +69,9 @@ public:
     }
 
     void stop() override {
+        tap.reset();
         // Nobody would hear of their release.
         endSoundingNotes();
-        tap.reset();
         noteNow("event tap disabled");
     }
 
@@ -98,6 +100,8 @@ private:
     }
 
     void press(std::size_t semitone, ToolChain& owner) {
+        // A key may be on its way from the service while the tool stops.
+        if (!isPlayable) return;
         HeldKey& key = heldKeys[semitone];
         if (key.isHeld) return note("already held");
         const KeyboardInputSettings now = current();
@@ -123,10 +127,10 @@ private:
     /// The keys stay held: only their release lets them play again.
     void endSoundingNotes() {
         const auto owner = chain();
-        if (!owner) return;
-        owner->enter([&] {
+        inWalkOf(*this, [&] {
+            isPlayable = false;
             for (HeldKey& key : heldKeys)
-                if (key.isSounding) end(key, *owner);
+                if (key.isSounding && owner) end(key, *owner);
         });
     }
 
@@ -136,7 +140,10 @@ private:
     }
 
     std::unique_ptr<KeyTap> tap;
-    /// By semitone. Touched inside walks only.
+
+    // Touched inside walks only.
+    bool isPlayable = false;
+    /// By semitone.
     std::array<HeldKey, keyMap.size()> heldKeys{};
 };
 
