@@ -51,13 +51,15 @@ struct GeneratorRules {
 struct MidiGeneratorSettings {
     static constexpr std::int64_t builder = 0;
     static constexpr std::int64_t midiFile = 1;
+    static constexpr std::int64_t once = 0;
+    static constexpr std::int64_t counted = 1;
 
     /// The steps, a Standard MIDI File, or (any other number) a file of System Exclusive messages.
     std::int64_t sourceMode = builder;
     std::vector<GeneratorStep> steps;
     std::string filePath;
-    /// Once, `repeatCount` times, or (2) without end.
-    std::int64_t repeatMode = 0;
+    /// Once, `repeatCount` times, or (any other number) without end.
+    std::int64_t repeatMode = once;
     std::int64_t repeatCount = 1;
     std::int64_t delayMs = 500;
     bool randomDelay = false;

@@ -79,12 +79,12 @@ GeneratorEvents eventsOfFile(const std::string& path, std::int64_t sourceMode) {
 
 GeneratorRules MidiGeneratorSettings::realTime() const {
     return {.trigger = {triggerModeOf(triggerMode), triggerNote, triggerCC, triggerThreshold},
-            .repeatsForEver = repeatMode == 2,
+            .repeatsForEver = repeatMode != once && repeatMode != counted,
             .randomDelay = randomDelay,
             .injectFromTop = injectFromTop,
             .panicOnStop = panicOnStop,
             .playsMIDIFile = sourceMode == midiFile,
-            .passes = repeatMode == 0 ? 1 : repeatCount,
+            .passes = repeatMode == once ? 1 : repeatCount,
             .delayMs = delayMs,
             .randomDelayMin = randomDelayMin,
             .randomDelayMax = randomDelayMax,

@@ -76,6 +76,7 @@ TEST_F(MidiGeneratorTool, repeatsItsStepsAsItIsTold) {
         {{}, {}, ""},
         {{{"sourceMode", Int{1}}}, {on}, ""},
         {{{"repeatMode", Int{2}}, {"delayMs", Int{4000}}}, {on}, "0: 90 3C 64, 4000: 90 3C 64, 8000: 90 3C 64 ..."},
+        {{{"repeatMode", Int{-1}}, {"delayMs", Int{6000}}}, {on}, "0: 90 3C 64, 6000: 90 3C 64 ..."},
         {{{"delayMs", Int{-9}}}, {on, off}, "0: 90 3C 64, 0: 80 3C 00"},
         {{{"randomDelay", true}, {"randomDelayMin", Int{7}}, {"randomDelayMax", Int{7}}},
          {on, off},
