@@ -30,8 +30,10 @@ constexpr std::size_t mostInjectedBytes = std::size_t{16} << 20;
 constexpr std::size_t longestText = 8192;
 constexpr double longestDelay = 1e9;
 
-/// How deep walks that come out of injected messages may nest. What goes deeper takes its turn behind other messages.
+/// How deep walks that come out of injected messages may nest. What goes deeper takes its turn a moment later, so that
+/// a script that injects without end leaves time to others, and lets time go on where it is simulated.
 constexpr int deepestInject = 8;
+constexpr Nanoseconds deeperInjectDelay = 100us;
 
 /// Presses and releases a key, with the modifier of this number held: shift, control, option, command from 1 on.
 void postKey(int keyCode, int modifier) {
@@ -240,7 +242,7 @@ void ScriptSession::sendInjects(std::size_t first, const ChainMessage& like, Too
         if (depth <= deepestInject)
             chain.send(like.carrying(bytes));
         else
-            delayed->schedule(0ns, like.carrying(bytes), DelayedSends::Entry::send);
+            delayed->schedule(deeperInjectDelay, like.carrying(bytes), DelayedSends::Entry::send);
         // What was left behind in a nested walk may still write to them.
         if (isLost.get()) return;
     }

@@ -98,11 +98,17 @@ void ScriptTool::stop() {
 }
 
 void ScriptTool::settingsDidChange(const ScriptSettings& before) {
-    if (before.language != settings().language || before.scriptSource != settings().scriptSource) install();
+    if (before.language != settings().language || before.scriptSource != settings().scriptSource) installInGraph();
 }
 
 void ScriptTool::recordWasApplied() {
-    if (!installed && !loadWatch && errorText.empty()) install();
+    if (!installed && !loadWatch && errorText.empty()) installInGraph();
+}
+
+/// Whoever only reads or rewrites a document runs none of its scripts.
+void ScriptTool::installInGraph() {
+    if (chain()) return install();
+    installsAtStart = true;
 }
 
 void ScriptTool::enabledDidChange(bool isOn) {
@@ -123,6 +129,7 @@ void ScriptTool::enabledDidChange(bool isOn) {
 
 void ScriptTool::install() {
     dropSession();
+    installsAtStart = false;
     errorText.clear();
     hasToldNoObserver.set(false);
     installsWhenEnabled.set(false);

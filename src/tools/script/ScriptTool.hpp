@@ -38,8 +38,9 @@ public:
     void start(std::uint32_t midiClient) override;
     void stop() override;
 
-    /// Ends the script that runs, if any, and begins anew with the settings' one. Called at every change of them. A
-    /// script that takes long to load becomes installed later.
+    /// Ends the script that runs, if any, and begins anew with the settings' one. Called at every change of them, and
+    /// for those that were made outside of a graph at the start. A script that takes long to load becomes installed
+    /// later.
     void install();
 
     ScriptLanguage language() const;
@@ -74,6 +75,7 @@ private:
     void observe(const ChainMessage& message);
     void runObserver(const std::string& source, const ChainMessage& message);
 
+    void installInGraph();
     std::unique_ptr<ScriptHost> makeHost();
     void installEngine();
     void finishLoading();

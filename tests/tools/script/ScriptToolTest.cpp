@@ -152,10 +152,25 @@ TEST_P(ScriptCalls, goRoundWithoutEndButNotAlone) {
                                                            : "function onMessage(m) { inject(m.bytes); block() }";
     ScriptProbe probe(GetParam(), source);
     probe.answer({0x90, 60, 100});
+    probe.runtime.runFor(1ms);
     EXPECT_EQ(probe.runtime.pendingItems(), 1u);
     probe.tool->setEnabled(false);
-    probe.runtime.settle();
+    probe.runtime.runFor(1ms);
     EXPECT_EQ(probe.runtime.pendingItems(), 0u);
+}
+
+TEST_P(ScriptCalls, areNotMadeByWhoeverOnlyReadsADocument) {
+    VirtualRuntime runtime;
+    const RuntimeScope scope(runtime);
+    const auto tool = makeTool(PipeToolType::script);
+    const auto& script = static_cast<const ScriptTool&>(*tool);
+    setParameter(*tool, "language", static_cast<std::int64_t>(GetParam()));
+    setParameter(*tool, "scriptSource", std::string("x = 1"));
+    tool->recordWasApplied();
+    EXPECT_FALSE(script.isInstalled());
+    const auto chain = ToolChain::make({tool}, "graph");
+    tool->start(0);
+    EXPECT_TRUE(script.isInstalled());
 }
 
 TEST_P(ScriptCalls, keepFiftyLinesAndWhatTheScriptCallsItself) {
