@@ -40,6 +40,8 @@ struct ChainMessage {
     bool isNoteEnd() const { return isThreeBytes(0x80) || (isThreeBytes(0x90) && bytes[2] == 0); }
     bool isNote() const { return isThreeBytes(0x80) || isThreeBytes(0x90); }
     bool isController() const { return isThreeBytes(0xB0); }
+    /// The value is in the first data byte; a second one may follow, and means nothing.
+    bool isChannelPressure() const { return (length == 2 || length == 3) && kind() == 0xD0; }
     bool isClockTick() const { return length == 1 && bytes[0] == 0xF8; }
 
     /// note + 128 x channel, below 2048 whatever the bytes are: what tells sounding notes apart.
@@ -72,6 +74,13 @@ public:
         : held{status, like.length > 1 ? like.bytes[1] : std::uint8_t{0},
                like.length > 2 ? like.bytes[2] : std::uint8_t{0}},
           count(like.length) {}
+
+    /// A message of two or three bytes, with another first data byte.
+    static ShortMessage withData1(std::uint8_t data1, const ChainMessage& like) {
+        ShortMessage made(like.status(), like);
+        made.held[1] = data1;
+        return made;
+    }
 
     static ShortMessage noteOff(std::uint8_t channel, std::uint8_t note, std::uint8_t velocity = 0) {
         return {static_cast<std::uint8_t>(0x80 | channel), note, velocity};

@@ -55,8 +55,7 @@ private:
     };
 
     static bool concernsAll(const ChainMessage& message) {
-        if (message.length == 2) return message.kind() == 0xD0;
-        return message.isController() || message.isThreeBytes(0xD0) || message.isThreeBytes(0xE0);
+        return message.isChannelPressure() || message.isController() || message.isThreeBytes(0xE0);
     }
 
     void begin(const ChainMessage& message, ToolChain& chain) {

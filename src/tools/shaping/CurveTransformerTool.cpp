@@ -109,7 +109,7 @@ public:
         if (place == 0) return chain.forward(message);
         const std::uint8_t bent = bentValues.inWalk().of(message.bytes[place], now.curveType, intensity(now));
         const ShortMessage curved =
-            place == 1 ? ShortMessage(message.status(), bent) : ShortMessage(message.status(), message.data1(), bent);
+            place == 1 ? ShortMessage::withData1(bent, message) : ShortMessage(message.status(), message.data1(), bent);
         chain.forward(message.carrying(curved));
     }
 
@@ -125,7 +125,7 @@ private:
         if ((applyTo == velocities || applyTo == both) && message.isNoteOn()) return 2;
         if (applyTo != controllers && applyTo != both) return 0;
         if (message.isController() || message.isThreeBytes(0xA0)) return 2;
-        return message.length == 2 && message.kind() == 0xD0 ? 1 : 0;
+        return message.isChannelPressure() ? 1 : 0;
     }
 
     double intensity(const CurveTransformerSettings::Reduced& now) const {

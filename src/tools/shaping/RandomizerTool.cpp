@@ -78,8 +78,8 @@ public:
             return forwardAs(message.data1(), draw(now.ccValueMin, now.ccValueMax), message, chain);
         if (message.isThreeBytes(0xA0) && now.randomizePressure)
             return forwardAs(message.data1(), draw(now.pressureMin, now.pressureMax), message, chain);
-        if (message.length == 2 && message.kind() == 0xD0 && now.randomizePressure) {
-            const ShortMessage pressure(message.status(), draw(now.pressureMin, now.pressureMax));
+        if (message.isChannelPressure() && now.randomizePressure) {
+            const auto pressure = ShortMessage::withData1(draw(now.pressureMin, now.pressureMax), message);
             return chain.forward(message.carrying(pressure));
         }
         chain.forward(message);

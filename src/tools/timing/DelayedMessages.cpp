@@ -31,7 +31,7 @@ void DelayedMessages::cancel() {
 void DelayedMessages::addChunk() {
     chunks[slotCount / chunkSize] = std::make_unique_for_overwrite<Slot[]>(chunkSize);
     slotCount += chunkSize;
-    order.reserve(slotCount);
+    if (slotCount > order.capacity()) order.reserve(std::size_t{2} * slotCount);
 }
 
 DelayedMessages::SlotIndex DelayedMessages::takeSlot() {

@@ -19,7 +19,7 @@ namespace varnolex {
 /// with; beyond that, memory grows with the working size, is kept, and isn't asked for again.
 class DelayedMessages {
 public:
-    static constexpr std::size_t capacity = 16384;
+    static constexpr std::size_t capacity = 262'144;
     static constexpr std::size_t chunkSize = 1024;
     static constexpr std::size_t longBytesLimit = std::size_t{16} << 20;
 

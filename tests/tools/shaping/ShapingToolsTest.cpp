@@ -61,7 +61,9 @@ TEST(CurveTransformerTool, leavesTheRestAlone) {
     expectCases(
         PipeToolType::curveTransformer,
         {
-            {{{"curveType", 4}}, {}, {{{0x90, 60, 1}, "90 3C 7E |"}, {{0xD5, 1}, "D5 7E |"}}},
+            {{{"curveType", 4}},
+             {},
+             {{{0x90, 60, 1}, "90 3C 7E |"}, {{0xD5, 1}, "D5 7E |"}, {{0xD5, 1, 9}, "D5 7E 09 |"}}},
             {{{"curveType", 4}}, {}, ends},
             {{{"curveType", 4}, {"applyTo", 0}}, {}, {{{0x90, 60, 1}, "90 3C 7E |"}, {{0xB0, 1, 1}, "B0 01 01 |"}}},
             {{{"curveType", 4}, {"applyTo", 1}}, {}, {{{0x90, 60, 1}, "90 3C 01 |"}, {{0xA0, 1, 1}, "A0 01 7E |"}}},
@@ -128,6 +130,8 @@ TEST_F(RandomizerTool, drawsWithinItsLimits) {
     }
     probe.set("velocityMin", 99);
     expectDialogue(probe, {{{0x90, 60, 1}, "90 3C 63 |"}, {{0x90, 60, 0}, "90 3C 00 |"}, {{0xE0, 1, 2}, "E0 01 02 |"}});
+    probe.set("pressureMax", 10);
+    expectDialogue(probe, {{{0xD0, 1, 5}, "D0 0A 05 |"}});
 }
 
 TEST_F(RandomizerTool, endsOverlappingNotesInReverseOrder) {
