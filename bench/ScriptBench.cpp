@@ -10,6 +10,7 @@
 #include "bench/Figures.hpp"
 #include "bench/TestGraph.hpp"
 #include "platform/RealRuntime.hpp"
+#include "platform/ServiceThread.hpp"
 #include "tools/script/ScriptTool.hpp"
 
 namespace varnolex::bench {
@@ -91,7 +92,7 @@ private:
     JSObjectRef bare = nullptr;
 };
 
-/// Another thread that is asked and answers.
+/// Another thread, of the class that scripts run on, that is asked and answers.
 class Answerer {
 public:
     ~Answerer() {
@@ -127,7 +128,7 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     Turn turn = Turn::ours;
-    std::thread thread{[this] { answer(); }};
+    std::thread thread = startServiceThread("answerer", true, [this] { answer(); }).thread;
 };
 
 void measure(const Effort& effort, const std::string& name, ToolChain& chain, std::size_t count,

@@ -4,6 +4,7 @@
 #include <limits>
 #include <thread>
 
+#include "platform/concurrency/AwaitedValue.hpp"
 #include "platform/concurrency/LiveValue.hpp"
 #include "platform/concurrency/Mailbox.hpp"
 #include "platform/concurrency/Published.hpp"
@@ -176,6 +177,30 @@ TEST(SharedValue, addsAndExchangesInOneStep) {
     EXPECT_EQ(sum.get(), 20'000);
     EXPECT_EQ(turns.exchange(7), 4999);
     EXPECT_EQ(turns.get(), 7);
+}
+
+TEST(AwaitedValue, handsTheTurnAndWhatIsSharedToAndFroHoweverLongBothLook) {
+    using namespace std::chrono_literals;
+    for (const Nanoseconds look : {0ns, 500ns, 20'000ns}) {
+        AwaitedValue<int> turn{0};
+        int shared = 0;
+        constexpr int rounds = 5'000;
+        std::thread other([&] {
+            while (turn.wait(look, [](int now) { return now != 0; }) == 1) {
+                ++shared;
+                EXPECT_TRUE(turn.change(1, 0));
+            }
+        });
+        for (int round = 1; round <= rounds; ++round) {
+            turn.set(1);
+            ASSERT_EQ(turn.wait(look, 20s, [](int now) { return now == 0; }), 0);
+            ASSERT_EQ(shared, round);
+        }
+        EXPECT_FALSE(turn.change(1, 0));
+        EXPECT_EQ(turn.wait(look, 2ms, [](int now) { return now == 1; }), 0);
+        turn.set(2);
+        other.join();
+    }
 }
 
 }  // namespace varnolex
