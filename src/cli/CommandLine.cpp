@@ -1,8 +1,8 @@
 #include "cli/CommandLine.hpp"
 
 #include <charconv>
-#include <cmath>
 #include <functional>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -28,8 +28,8 @@ namespace {
 
 using Command = std::function<void()>;
 
-/// Reads a positive number of beats a minute; nothing for any other text.
-std::optional<double> tempoIn(std::string_view text) {
+/// The whole text as a number; nothing for any other text.
+std::optional<double> numberIn(std::string_view text) {
     double value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
@@ -45,10 +45,20 @@ std::vector<std::string> withTemposAttached(int argc, const char* const* argv) {
             words.push_back(word);
             continue;
         }
-        const bool hasTempo = index + 1 < argc && tempoIn(argv[index + 1]);
+        const bool hasTempo = index + 1 < argc && numberIn(argv[index + 1]);
         words.push_back("--clock=" + std::string(hasTempo ? argv[++index] : "120"));
     }
     return words;
+}
+
+/// Refuses what is no length of time that anybody may wait for, what isn't a number included.
+CLI::Validator secondsCheck() {
+    constexpr double longest = 1e8;
+    const auto check = [](const std::string& text) -> std::string {
+        const auto seconds = numberIn(text);
+        return seconds && *seconds >= 0 && *seconds <= longest ? "" : "takes 0 to 1e8 seconds, not \"" + text + "\"";
+    };
+    return CLI::Validator(check, "");
 }
 
 /// What the words of a call are read into, and what they ask for.
@@ -78,15 +88,21 @@ public:
 
     /// Prints help or a fault of the call, and returns the exit status.
     int report(const CLI::ParseError& error) const {
-        if (error.get_exit_code() == 0) return app.exit(error, std::cout, std::cerr);
+        if (error.get_exit_code() == 0) {
+            std::ostringstream text;
+            app.exit(error, text, text);
+            writeOutput("-", text.str());
+            return 0;
+        }
         std::cerr << "varnolex: " << error.what() << "\n" << hint() << "\n";
         return 2;
     }
 
     std::string hint() const {
-        const auto used = app.get_subcommands();
-        const std::string command = used.empty() ? "" : " " + used.front()->get_name();
-        return "Try `varnolex" + command + " --help`.";
+        std::string command = "varnolex";
+        for (auto used = app.get_subcommands(); !used.empty(); used = used.front()->get_subcommands())
+            command += " " + used.front()->get_name();
+        return "Try `" + command + " --help`.";
     }
 
     void run() {
@@ -122,7 +138,7 @@ private:
         sub->add_option("--seed", renderSeed, "Seed of every random draw: a number, or random (1)")->type_name("N");
         sub->add_option("--tail", render.tailSeconds, "How long time goes on after the last input (2)")
             ->type_name("SECONDS")
-            ->check(CLI::Range(0.0, 1e8));
+            ->check(secondsCheck());
         sub->add_flag("--stats", render.stats, "Tell how many messages passed and how long it took");
     }
 
@@ -142,8 +158,6 @@ private:
         if (!files.empty()) render.input = files.front();
         if (!render.patch.text && render.patch.file == "-" && render.input == "-")
             throw UsageError("PATCH and INPUT can't both be standard input");
-        // The range check lets what isn't a number pass.
-        if (std::isnan(render.tailSeconds)) throw UsageError("--tail takes a number of seconds");
         render.clockBPM = clockTempo();
         render.seed = seed();
         runRender(render);
@@ -151,7 +165,7 @@ private:
 
     std::optional<double> clockTempo() const {
         if (!renderClock) return std::nullopt;
-        const auto tempo = tempoIn(*renderClock);
+        const auto tempo = numberIn(*renderClock);
         if (!tempo || !(*tempo >= 1 && *tempo <= 1000))
             throw UsageError("--clock takes 1 to 1000 beats a minute, not \"" + *renderClock + "\"");
         return tempo;
@@ -246,7 +260,7 @@ private:
     static void addDuration(CLI::App* sub, std::optional<double>& seconds) {
         sub->add_option("--for", seconds, "End after this time; when interrupted, otherwise")
             ->type_name("SECONDS")
-            ->check(CLI::Range(0.0, 1e8));
+            ->check(secondsCheck());
     }
 
     void addList() {
@@ -357,11 +371,13 @@ private:
 int runCommandLine(int argc, const char* const* argv) {
     Call call;
     try {
-        call.parse(withTemposAttached(argc, argv));
+        try {
+            call.parse(withTemposAttached(argc, argv));
+        } catch (const CLI::ParseError& error) {
+            return call.report(error);
+        }
         call.run();
         return 0;
-    } catch (const CLI::ParseError& error) {
-        return call.report(error);
     } catch (const UsageError& error) {
         tellUser(error.what());
         std::cerr << call.hint() << "\n";

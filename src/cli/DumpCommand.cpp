@@ -86,7 +86,7 @@ private:
 
 void runDump(const std::string& file, bool json, bool assemble) {
     if (isRecorderFileName(file)) return dumpRecorder(file, json);
-    const MusicInput input = MusicInput::read(file);
+    const MusicInput input = MusicInput::read(file, MusicInput::LongPackets::accepted);
     VirtualRuntime runtime;
     const RuntimeScope scope(runtime);
     Dump(input, json, assemble).run(runtime);

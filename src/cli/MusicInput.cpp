@@ -21,7 +21,7 @@ MusicInput MusicInput::read(const std::string& file, LongPackets longPackets) {
         else if (hasEnding(file, {".syx"}))
             input.readSysExFile(content);
         else
-            input.readEventText(content, name);
+            input.readEventText(content, name, longPackets);
     } catch (const MIDIFileError& error) {
         throw CommandFailure(name + ": " + error.what());
     } catch (const SysExFileError& error) {
@@ -44,7 +44,7 @@ void MusicInput::readSysExFile(const std::string& content) {
     for (const SysExFile::Message& message : SysExFile::read(content)) append(message.time, message.bytes, 0);
 }
 
-void MusicInput::readEventText(const std::string& content, const std::string& name) {
+void MusicInput::readEventText(const std::string& content, const std::string& name, LongPackets longPackets) {
     EventTextReader reader(content, name);
     std::map<std::string, std::uint32_t, std::less<>> places{{names[0], 0}};
     const auto placeOf = [&](std::string_view endpoint) {
@@ -57,6 +57,8 @@ void MusicInput::readEventText(const std::string& content, const std::string& na
     std::uint32_t latest = 0;
     EventLine line;
     while (reader.next(line)) {
+        if (longPackets == LongPackets::refused && line.bytes.size() > packetlayout::longestPacket)
+            throw EventTextError(name, line.line, "expected at most 65535 bytes in a packet");
         const std::string_view endpoint = line.endpoint.value_or(names[0]);
         // Most lines come from where the line before came from.
         if (endpoint != names[latest]) latest = placeOf(endpoint);

@@ -47,7 +47,7 @@ public:
 private:
     void readMIDIFile(const std::string& content);
     void readSysExFile(const std::string& content);
-    void readEventText(const std::string& content, const std::string& name);
+    void readEventText(const std::string& content, const std::string& name, LongPackets longPackets);
     void append(std::uint64_t time, std::span<const std::uint8_t> packet, std::uint32_t endpoint);
     void refuseLongPackets(const std::string& name) const;
 

@@ -7,6 +7,7 @@
 #include "cli/RenderRun.hpp"
 #include "cli/Streams.hpp"
 #include "platform/Stopwatch.hpp"
+#include "tools/endpoints/PacketCutter.hpp"
 
 namespace varnolex {
 namespace {
@@ -20,9 +21,11 @@ std::optional<ClockFeed> clockFor(const RenderOptions& options, const MusicInput
 }
 
 void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) {
+    std::size_t messages = 0;
+    for (const MusicInput::Packet& packet : input.packets()) messages += PacketCutter::count(input.bytes(packet));
     std::fprintf(stderr, "messages in: %zu, out: %zu, dropped: %llu\nvirtual duration: %.3f s, real duration: %.3f s\n",
-                 input.packets().size(), run.output().size(), static_cast<unsigned long long>(run.droppedPackets()),
-                 std::chrono::duration<double>(run.virtualDuration()).count(),
+                 messages, run.output().size(), static_cast<unsigned long long>(run.droppedMessages()),
+                 static_cast<double>(run.virtualDuration()) / ticksPerSecond,
                  std::chrono::duration<double>(real).count());
 }
 
@@ -31,6 +34,7 @@ void tellStats(const RenderRun& run, const MusicInput& input, Nanoseconds real) 
 void runRender(const RenderOptions& options) {
     if (options.json && isMIDIFileName(options.output))
         throw UsageError("--json writes text: it doesn't go with the MIDI file " + options.output);
+    requireWritable(options.output);
     const Stopwatch stopwatch;
     const MusicInput input = MusicInput::read(options.input);
     std::optional<TempoMap> map;

@@ -9,6 +9,7 @@
 #include "cli/CommandFailure.hpp"
 #include "tools/endpoints/MidiInTool.hpp"
 #include "tools/endpoints/MidiOutTool.hpp"
+#include "tools/endpoints/PacketCutter.hpp"
 
 namespace varnolex {
 namespace {
@@ -147,7 +148,7 @@ void RenderRun::playBatch(const MusicInput& input, std::size_t first, std::size_
     const auto& packets = input.packets();
     const Source& source = sources[packets[first].endpoint];
     if (!source.isHeard) {
-        unheard += last - first;
+        for (; first < last; ++first) unheard += PacketCutter::count(input.bytes(packets[first]));
         return;
     }
     std::size_t needed = packetOverhead;
@@ -164,8 +165,6 @@ void RenderRun::finish() {
     isListening = false;
     heard.putInOrder();
 }
-
-Nanoseconds RenderRun::virtualDuration() const { return Nanoseconds(runtime.hostTime() - VirtualRuntime::epoch); }
 
 void RenderRun::showProgress(std::size_t done, std::size_t all) {
     if (done < nextProgress && done != all) return;

@@ -45,10 +45,10 @@ public:
 
     const MusicOutput& output() const { return heard; }
 
-    /// Packets that came from an endpoint to which no input node listens, or that the service had no room for.
-    std::uint64_t droppedPackets() const { return unheard + service.lostLists(); }
+    /// Messages that came from an endpoint to which no input node listens, and lists that the service had no room for.
+    std::uint64_t droppedMessages() const { return unheard + service.lostLists(); }
 
-    Nanoseconds virtualDuration() const;
+    HostTime virtualDuration() const { return runtime.hostTime() - VirtualRuntime::epoch; }
 
 private:
     void connectInputs(const MusicInput& input);

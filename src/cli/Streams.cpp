@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <memory>
 
 #include "cli/CommandFailure.hpp"
 #include "platform/WholeFile.hpp"
@@ -31,8 +33,25 @@ std::string readStandardInput() {
     }
 }
 
-void check(bool isWritten) {
-    if (!isWritten) throw CommandFailure("standard output: " + std::string(std::strerror(errno)));
+/// A device or a pipe, also one behind a link such as /dev/stdout: there is nothing to replace, only to write to.
+bool isDevice(const std::string& file) {
+    std::error_code error;
+    const auto status = std::filesystem::status(file, error);
+    return std::filesystem::is_character_file(status) || std::filesystem::is_fifo(status);
+}
+
+void writeTo(std::FILE* stream, const std::string& name, const std::function<void(const OutputSink&)>& produce) {
+    const auto check = [&](bool isWritten) {
+        if (!isWritten) throw CommandFailure(name + ": " + std::strerror(errno));
+    };
+    produce([&](std::string_view piece) { check(std::fwrite(piece.data(), 1, piece.size(), stream) == piece.size()); });
+    check(std::fflush(stream) == 0);
+}
+
+void writeDevice(const std::string& file, const std::function<void(const OutputSink&)>& produce) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> stream(std::fopen(file.c_str(), "we"), std::fclose);
+    if (!stream) throw FileError(file, errno);
+    writeTo(stream.get(), file, produce);
 }
 
 }  // namespace
@@ -50,15 +69,15 @@ void writeOutput(const std::string& file, std::string_view bytes) {
 }
 
 void writeOutput(const std::string& file, const std::function<void(const OutputSink&)>& produce) {
-    if (file == "-") {
-        produce(
-            [](std::string_view piece) { check(std::fwrite(piece.data(), 1, piece.size(), stdout) == piece.size()); });
-        check(std::fflush(stdout) == 0);
-        return;
-    }
+    if (file == "-") return writeTo(stdout, outputName(file), produce);
+    if (isDevice(file)) return writeDevice(file, produce);
     WholeFileWriter writer(file);
     produce([&writer](std::string_view piece) { writer.write(piece); });
     writer.commit();
+}
+
+void requireWritable(const std::string& file) {
+    if (file != "-" && !isDevice(file)) const WholeFileWriter attempt(file);
 }
 
 char lowerCased(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }

@@ -13,7 +13,8 @@ std::string outputName(const std::string& file);
 /// The whole content of a file, or of standard input for "-". Throws `FileError` or `CommandFailure`.
 std::string readInput(const std::string& file);
 
-/// Writes a file whole or not at all, or standard output for "-". Throws `FileError` or `CommandFailure`.
+/// Writes a file whole or not at all, or straight to a device, a pipe, or standard output for "-". Throws `FileError`
+/// or `CommandFailure`.
 void writeOutput(const std::string& file, std::string_view bytes);
 
 /// Takes output piece by piece.
@@ -21,6 +22,9 @@ using OutputSink = std::function<void(std::string_view)>;
 
 /// The same for output that `produce` makes piece by piece. A file is as it was when `produce` throws.
 void writeOutput(const std::string& file, const std::function<void(const OutputSink&)>& produce);
+
+/// Throws at once what keeps a file from being written, for those who have long work ahead of that.
+void requireWritable(const std::string& file);
 
 /// ASCII letters in lower case, everything else as it is.
 char lowerCased(char letter);

@@ -1,5 +1,7 @@
 #include "cli/ToolsCommand.hpp"
 
+#include <cmath>
+
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandFailure.hpp"
@@ -54,6 +56,11 @@ Json jsonOfParameter(const Parameter& row, const PipeTool& tool) {
     return parameter;
 }
 
+/// The end of a port's range, as people write it: 24, not 24.0.
+Json jsonOfBound(double bound) {
+    return std::trunc(bound) == bound ? Json(static_cast<std::int64_t>(bound)) : Json(bound);
+}
+
 Json jsonOfKind(const ToolKind& kind) {
     const auto tool = makeTool(kind.type);
     Json parameters = Json::array();
@@ -61,7 +68,8 @@ Json jsonOfKind(const ToolKind& kind) {
         if (!row.key.empty()) parameters.push_back(jsonOfParameter(row, *tool));
     Json ports = Json::array();
     for (const ValuePort& port : tool->valuePorts())
-        ports.push_back({{"id", port.id}, {"label", port.label}, {"low", port.low}, {"high", port.high}});
+        ports.push_back(
+            {{"id", port.id}, {"label", port.label}, {"low", jsonOfBound(port.low)}, {"high", jsonOfBound(port.high)}});
     const std::string_view record = tool->definition().record;
     return {{"index", indexOf(kind.type)},
             {"case", kind.caseName},

@@ -45,6 +45,8 @@ TEST_F(CallsTest, AWrongCallEndsWithTwoAndAHint) {
         {{"render", "--patch", "in -> out", "a.txt", "--tail", "-1"}, "--tail"},
         {{"render", "--patch", "in -> out", "a.txt", "--tail", "nan"}, "--tail"},
         {{"render", "--patch", "in -> out", "a.txt", "--json", "-o", "x.mid"}, "x.mid"},
+        {{"record", "--midi", "memory", "--for", "nan"}, "--for"},
+        {{"loop", "export"}, "Try `varnolex loop export --help`"},
         {{"compile", "a.txt", "--patch", "in"}, "not both"},
         {{"compile", "a.txt", "-o", "x.txt"}, "x.txt doesn't end in .vxpatch"},
         {{"convert", "only-one"}, "OUT is required"},
@@ -70,6 +72,9 @@ TEST_F(CallsTest, AFaultOfAFileEndsWithOneAndASentenceThatNamesThePlace) {
     write("wide.txt", "0\t90  3C\n");
     write("ten.txt", "0.1234567890\t90\n");
     write("more.txt", "0\t90\tIn\tmore\n");
+    std::string dump = "0\t90 3C 64\n0\tF0";
+    for (int index = 0; index < 0x10000; ++index) dump += " 01";
+    write("long.txt", dump + " F7\n");
     write("patch.txt", "in -> bogus -> out\n");
     write("x.syx", "\xF0\x7D\xF7garbage");
     write("empty.mid", "");
@@ -87,6 +92,7 @@ TEST_F(CallsTest, AFaultOfAFileEndsWithOneAndASentenceThatNamesThePlace) {
         {{"dump", "."}, "varnolex: .: Is a directory"},
         {{"dump", corpus + "midi/bad-cut-inside-second-track.mid"}, "track 2, offset 0x7f: "},
         {{"render", "--patch", "in -> out", "words.txt"}, "varnolex: words.txt:4: expected"},
+        {{"render", "--patch", "in -> out", "long.txt"}, "varnolex: long.txt:2: expected at most 65535 bytes"},
         {{"render", "patch.txt", "a.txt"}, "varnolex: patch.txt: Unknown node 'bogus'"},
         {{"render", "--patch", "in -> bogus", "a.txt"}, "varnolex: --patch: Unknown node 'bogus'"},
         {{"render", "absent.varnolex", "a.txt"}, "varnolex: absent.varnolex: No such file or directory"},
@@ -142,6 +148,8 @@ TEST_F(CallsTest, AnOutputThatCannotBeWrittenLeavesNothingBehind) {
     const std::vector<std::pair<Words, std::string>> cases{
         {{"render", "--patch", "in -> out", "a.txt", "-o", "absent/x.mid"}, "absent/x.mid: No such file or directory"},
         {{"render", "--patch", "in -> out", "a.txt", "-o", "plain/x.txt"}, "plain/x.txt: Not a directory"},
+        {{"render", "--patch", "in -> out", "a.txt", "-o", "/dev/full"}, "/dev/full: No space left on device"},
+        {{"record", "--midi", "memory", "--for", "1e8", "-o", "absent/take.mid"}, "absent/take.mid: No such"},
         {{"render", "--patch", "in -> out", "a.txt", "-o", "taken.mid"}, "taken.mid: Is a directory"},
         {{"compile", "--patch", "in -> out", "-o", "taken.vxpatch"}, "taken.vxpatch: Is a directory"},
         {{"convert", corpus + "documents/good-minimal.varnolex", "absent/x.varnolex"}, "absent/x.varnolex: No such"},
@@ -240,7 +248,7 @@ TEST_F(CallsTest, ToolsTellsTheWholeCatalogue) {
     const auto transpose = list[4];
     EXPECT_EQ(transpose["case"], "transpose");
     EXPECT_EQ(transpose["record"], "TransposeConfig");
-    EXPECT_EQ(transpose["ports"].dump(), R"([{"high":24.0,"id":"semitones","label":"Semitones","low":-24.0}])");
+    EXPECT_EQ(transpose["ports"].dump(), R"([{"high":24,"id":"semitones","label":"Semitones","low":-24}])");
     for (const char* name : {"Transpose", "transpose"})
         EXPECT_EQ(nlohmann::json::parse(output({"tools", name, "--json"})).front(), transpose) << name;
     EXPECT_EQ(output({"tools", "MIDI In"}), output({"tools", "midiIn"}));
@@ -273,6 +281,10 @@ TEST_F(CallsTest, DumpPrintsTypedMessages) {
     EXPECT_THAT(folded, ::testing::Not(HasSubstr("VoiceMessage\",\"type\":\"cc")));
     EXPECT_THAT(output({"dump"}, events), StartsWith("0.500000000\tVoiceMessage\tnoteOn\t0\t3C 64\tInput\n"));
     EXPECT_EQ(output({"dump"}), "");
+    // What no packet holds can be shown all the same.
+    write("long.syx", "\xF0" + std::string(100'000, 'a') + "\xF7");
+    EXPECT_EQ(output({"dump", "long.syx"}).size(),
+              3 * 100'000 + std::string("0.000000000\tSystemExclusiveMessage\tsysex\t-\t\tInput").size());
 }
 
 TEST_F(CallsTest, ConvertRepairsAndSaysWhatItDropped) {

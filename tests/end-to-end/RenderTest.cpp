@@ -71,6 +71,8 @@ TEST_F(RenderTest, InputAndOutputAreFilesOrStandardStreams) {
     EXPECT_EQ(output({"render", "patch.txt", "a.txt", "-o", "-"}), expected);
     EXPECT_EQ(output({"render", "patch.txt", "a.txt", "-o", "out.txt"}), "");
     EXPECT_EQ(read("out.txt"), expected);
+    EXPECT_EQ(output({"render", "patch.txt", "a.txt", "-o", "/dev/stdout"}), expected);
+    EXPECT_EQ(output({"render", "patch.txt", "a.txt", "-o", "/dev/null"}), "");
     EXPECT_EQ(files(), (std::set<std::string>{"a.txt", "patch.txt", "out.txt"}));
 }
 
@@ -122,9 +124,9 @@ TEST_F(RenderTest, OutputsOfOneNameAreNumbered) {
 
 TEST_F(RenderTest, InputNodesListenToTheEndpointTheyAreNamedFor) {
     const Words call{"render", corpus + "documents/good-patch.vxpatch", "--stats"};
-    const Outcome named = run(call, "0\t90 3C 64\tStage Keys\n0.3\t90 40 64\tOther\n0.4\t90 41 64\n");
+    const Outcome named = run(call, "0\t90 3C 64\tStage Keys\n0.3\t90 40 64 41 64\tOther\n0.4\t90 41 64\n");
     EXPECT_EQ(named.output, "0.000000000\t90 44 64\tSynth\n");
-    EXPECT_THAT(named.errors, HasSubstr("messages in: 3, out: 1, dropped: 2\nvirtual duration: 2.400 s"));
+    EXPECT_THAT(named.errors, HasSubstr("messages in: 4, out: 1, dropped: 3\nvirtual duration: 2.400 s"));
     EXPECT_EQ(run(call, "0\t90 3C 64\n0\t90 40 64\tOther\n").output, "0.000000000\t90 44 64\tSynth\n");
 }
 

@@ -5,6 +5,7 @@
 
 #include "cli/CommandFailure.hpp"
 #include "cli/MusicOutput.hpp"
+#include "cli/Streams.hpp"
 #include "cli/live/EndpointChoice.hpp"
 #include "cli/live/LiveSession.hpp"
 #include "core/message/MessageBytes.hpp"
@@ -71,6 +72,7 @@ private:
 void runRecord(const RecordOptions& options) {
     if (options.json && isMIDIFileName(options.output))
         throw UsageError("--json writes text: it doesn't go with the MIDI file " + options.output);
+    requireWritable(options.output);
     LiveSession session(options.service);
     Recorder recorder(session, options);
     session.run(durationOf(options.seconds));

@@ -34,6 +34,13 @@ public:
     /// Whether the message just given reached the end of the packet.
     bool isAtEnd() const { return offset >= bytes.size(); }
 
+    /// How many messages a packet holds.
+    static std::size_t count(std::span<const std::uint8_t> packet) {
+        std::size_t messages = 0;
+        for (PacketCutter cutter(packet); cutter.next();) ++messages;
+        return messages;
+    }
+
 private:
     using Message = std::optional<std::span<const std::uint8_t>>;
 
