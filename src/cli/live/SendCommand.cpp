@@ -7,6 +7,7 @@
 #include "cli/live/EndpointChoice.hpp"
 #include "cli/live/LiveSession.hpp"
 #include "core/SoundingNotes.hpp"
+#include "tools/endpoints/PacketCutter.hpp"
 
 namespace varnolex {
 namespace {
@@ -53,7 +54,7 @@ private:
             const MusicInput::Packet& packet = input.packets()[next];
             if (start + packet.time > now + lookAhead) return;
             const auto bytes = input.bytes(packet);
-            notes.observe(bytes);
+            for (PacketCutter messages(bytes); const auto message = messages.next();) notes.observe(*message);
             for (std::size_t begin = 0; begin < bytes.size(); begin += longestPacket)
                 send(bytes.subspan(begin, std::min(longestPacket, bytes.size() - begin)), start + packet.time);
         }
