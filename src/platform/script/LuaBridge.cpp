@@ -7,6 +7,8 @@
 
 #include <lua.hpp>
 
+#include "platform/script/LuaSyntaxError.hpp"
+
 namespace varnolex {
 namespace {
 
@@ -37,12 +39,16 @@ end
 )";
 
 /// Calls `onMessage` with the table of a message of one to three bytes: Lua makes it faster than its interface does.
-/// Each message has a table of its own, since scripts keep them.
+/// Each message has a table of its own, since scripts keep them. A look at the type of a function that is known
+/// already would cost as much as one of the tables.
 constexpr const char* shortMessageCall = R"(
-local type = type
+local type, known = type
 return function(status, data1, data2, count)
     local call = onMessage
-    if type(call) ~= "function" then return end
+    if call ~= known then
+        if type(call) ~= "function" then return end
+        known = call
+    end
     local bytes
     if count == 3 then bytes = {status, data1, data2} elseif count == 2 then bytes = {status, data1} else bytes = {status} end
     call {status = status, type = status & 0xF0, channel = status & 0x0F, data1 = data1, data2 = data2, bytes = bytes}
@@ -63,11 +69,14 @@ struct ArrayArgument {
         if (length < 1 || length > longestArray) return;
         count = static_cast<std::size_t>(length);
         for (std::size_t index = 0; index < count; ++index) {
+            if (index > 0 && index % mostOnStack == 0) lua_pop(lua, mostOnStack);
             lua_rawgeti(lua, place, static_cast<lua_Integer>(index + 1));
             bytes[index] = byteAt(lua);
-            lua_pop(lua, 1);
         }
     }
+
+    /// Elements that may lie on the stack at once. The rest is cleared up when the function returns.
+    static constexpr int mostOnStack = 8;
 
     static std::uint8_t byteAt(lua_State* lua) {
         int isInteger = 0;
@@ -262,7 +271,13 @@ struct LuaBridge::Functions {
 
     static int runChunk(lua_State* lua) {
         const auto* const source = static_cast<const std::string*>(lua_touserdata(lua, 1));
-        if (luaL_loadbufferx(lua, source->data(), source->size(), "=script", "t") != LUA_OK) return lua_error(lua);
+        if (luaL_loadbufferx(lua, source->data(), source->size(), "=script", "t") != LUA_OK) {
+            if (const auto column = columnOfLuaSyntaxError(*source, topText(lua))) {
+                lua_pushfstring(lua, " (column %d)", static_cast<int>(*column));
+                lua_concat(lua, 2);
+            }
+            return lua_error(lua);
+        }
         lua_call(lua, 0, 0);
         return 0;
     }
@@ -288,8 +303,7 @@ struct LuaBridge::Functions {
         if (luaL_loadbufferx(lua, shortMessageCall, std::strlen(shortMessageCall), "=message", "t") != LUA_OK)
             return lua_error(lua);
         lua_call(lua, 0, 1);
-        bridge.shortMessageReference = luaL_ref(lua, LUA_REGISTRYINDEX);
-        return 0;
+        return 1;
     }
 };
 
@@ -306,18 +320,35 @@ bool LuaBridge::open() {
     state = lua_newstate(allocate, memory.get());
     if (!state) return false;
     *static_cast<LuaBridge**>(lua_getextraspace(state)) = this;
-    // A longer way between collections: the heap of a script is small, and what is always there is marked each time.
-    lua_gc(state, LUA_GCINC, 1000, 400, 0);
+    isLarge = false;
+    collectSeldom();
     lua_pushcfunction(state, describeError);
     errorHandler = lua_gettop(state);
     return true;
 }
 
+/// A longer way between collections: what a small script always has is marked each time.
+void LuaBridge::collectSeldom() { lua_gc(state, LUA_GCINC, 1000, 400, 0); }
+
+/// With as long a way a large script would come to the limit first, where all of it is collected within one message.
+/// The step begins a collection in place of one that is far away.
+void LuaBridge::collectInTime() {
+    lua_gc(state, LUA_GCINC, 200, 400, 0);
+    lua_gc(state, LUA_GCSTEP, 0);
+}
+
+void LuaBridge::adaptCollector() {
+    if (memory->isLarge() == isLarge) return;
+    isLarge = !isLarge;
+    isLarge ? collectInTime() : collectSeldom();
+}
+
 bool LuaBridge::prepareLibraries() {
-    for (const lua_CFunction step : {Functions::openLibraries, Functions::runPreparation}) {
-        lua_pushcfunction(state, step);
-        if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) return false;
-    }
+    lua_pushcfunction(state, Functions::openLibraries);
+    if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) return false;
+    lua_pushcfunction(state, Functions::runPreparation);
+    if (lua_pcall(state, 0, 1, errorHandler) != LUA_OK) return false;
+    shortMessage = lua_gettop(state);
     return true;
 }
 
@@ -334,43 +365,42 @@ bool LuaBridge::failWithTop() {
     return false;
 }
 
-void LuaBridge::logTop() {
+void LuaBridge::callAndLogError(int arguments) {
+    if (lua_pcall(state, arguments, 0, errorHandler) == LUA_OK) return;
     if (logCallback) logCallback(topText(state));
+    lua_pop(state, 1);
 }
-
-void LuaBridge::endCall(int height) { lua_settop(state, height); }
 
 bool LuaBridge::loadScript(const std::string& source) {
     fail({});
     if (!open()) return fail("Failed to create Lua state");
     if (!prepareLibraries()) return failWithTop();
     watch();
-    const int height = lua_gettop(state);
     lua_pushcfunction(state, Functions::runChunk);
     // Lua only reads it.
     lua_pushlightuserdata(state, const_cast<std::string*>(&source));
     if (lua_pcall(state, 1, 0, errorHandler) != LUA_OK) return failWithTop();
     lua_pushcfunction(state, Functions::callOnLoad);
-    if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) logTop();
-    endCall(height);
+    callAndLogError(0);
     return true;
 }
 
 void LuaBridge::processMessage(const std::uint8_t* bytes, std::size_t size) {
     if (size < 1 || !state) return;
     watch();
-    const int height = lua_gettop(state);
-    const bool isShort = size <= 3;
-    if (isShort) {
-        lua_rawgeti(state, LUA_REGISTRYINDEX, shortMessageReference);
-        for (std::size_t place = 0; place < 3; ++place) lua_pushinteger(state, place < size ? bytes[place] : 0);
-    } else {
-        lua_pushcfunction(state, Functions::callOnMessage);
-        lua_pushlightuserdata(state, const_cast<std::uint8_t*>(bytes));
-    }
+    adaptCollector();
+    if (size > 3) return processLongMessage(bytes, size);
+    lua_pushvalue(state, shortMessage);
+    for (std::size_t place = 0; place < 3; ++place) lua_pushinteger(state, place < size ? bytes[place] : 0);
     lua_pushinteger(state, static_cast<lua_Integer>(size));
-    if (lua_pcall(state, isShort ? 4 : 2, 0, errorHandler) != LUA_OK) logTop();
-    endCall(height);
+    callAndLogError(4);
+}
+
+void LuaBridge::processLongMessage(const std::uint8_t* bytes, std::size_t size) {
+    lua_pushcfunction(state, Functions::callOnMessage);
+    lua_pushlightuserdata(state, const_cast<std::uint8_t*>(bytes));
+    lua_pushinteger(state, static_cast<lua_Integer>(size));
+    callAndLogError(2);
 }
 
 std::unique_ptr<ScriptHost> makeLuaHost() { return std::make_unique<LuaBridge>(); }

@@ -26,15 +26,20 @@ private:
     bool open();
     void close();
     bool prepareLibraries();
+    void collectSeldom();
+    void collectInTime();
+    void adaptCollector();
     void watch();
     bool failWithTop();
-    void logTop();
-    void endCall(int height);
+    void processLongMessage(const std::uint8_t* bytes, std::size_t size);
+    void callAndLogError(int arguments);
 
     std::unique_ptr<LuaMemory> memory;
     lua_State* state = nullptr;
+    bool isLarge = false;
+    // Places at the bottom of the stack.
     int errorHandler = 0;
-    int shortMessageReference = 0;
+    int shortMessage = 0;
 };
 
 /// A Lua host.

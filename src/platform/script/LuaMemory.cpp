@@ -1,54 +1,44 @@
 #include "platform/script/LuaMemory.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 
 namespace varnolex {
 
-void* LuaMemory::resize(void* block, std::size_t formerSize, std::size_t size) noexcept {
-    // For a new block the former size tells what it is for.
-    if (!block) formerSize = 0;
-    if (size > formerSize && size - formerSize > limit - std::min(used, limit)) return nullptr;
-    void* const moved = move(block, formerSize, size);
-    if (moved || size == 0) used += size - formerSize;
-    return moved;
-}
-
 void* LuaMemory::move(void* block, std::size_t formerSize, std::size_t size) noexcept {
-    if (formerSize > largestSmall && size > largestSmall) return std::realloc(block, size);
-    const bool staysInPlace = formerSize > 0 && formerSize <= largestSmall && placeOf(formerSize) == placeOf(size);
-    if (staysInPlace) return block;
-    void* moved = nullptr;
-    if (size > 0) {
-        moved = take(size);
-        if (!moved) return nullptr;
-        if (formerSize > 0) std::memcpy(moved, block, std::min(formerSize, size));
-    }
-    if (formerSize > 0) put(block, formerSize);
-    return moved;
-}
-
-void* LuaMemory::take(std::size_t size) noexcept {
-    if (size > largestSmall) return std::malloc(size);
-    const std::size_t place = placeOf(size);
-    if (FreeBlock* const block = freeBlocks[place]) {
-        freeBlocks[place] = block->next;
+    if (size > formerSize && size - formerSize > limit - used) return nullptr;
+    const bool isSmall = size <= largestSmall;
+    const bool wasSmall = formerSize <= largestSmall;
+    if (isSmall && wasSmall && placeOf(formerSize) == placeOf(size)) {
+        used += size - formerSize;
         return block;
     }
-    if (unusedSize < place * step && !addChunk()) return nullptr;
-    void* const block = unused;
-    unused += place * step;
-    unusedSize -= place * step;
+    if (!isSmall && !wasSmall) {
+        void* const moved = std::realloc(block, size);
+        if (moved) used += size - formerSize;
+        return moved;
+    }
+    void* const moved = take(size);
+    if (!moved) return nullptr;
+    std::memcpy(moved, block, std::min(formerSize, size));
+    release(block, formerSize);
+    return moved;
+}
+
+void* LuaMemory::takeLarge(std::size_t size) noexcept {
+    void* const block = std::malloc(size);
+    if (block) used += size;
     return block;
 }
 
-void LuaMemory::put(void* block, std::size_t size) noexcept {
-    if (size > largestSmall) return std::free(block);
-    auto* const freed = static_cast<FreeBlock*>(block);
-    freed->next = freeBlocks[placeOf(size)];
-    freeBlocks[placeOf(size)] = freed;
+void* LuaMemory::takeNew(std::size_t size) noexcept {
+    const std::size_t whole = placeOf(size) * step;
+    if (unusedSize < whole && !addChunk()) return nullptr;
+    void* const block = unused;
+    unused += whole;
+    unusedSize -= whole;
+    used += size;
+    return block;
 }
 
 /// What the chunk before still has is left: less than one small block.

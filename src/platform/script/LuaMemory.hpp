@@ -2,7 +2,10 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace varnolex {
@@ -19,7 +22,15 @@ public:
     LuaMemory& operator=(const LuaMemory&) = delete;
 
     /// As Lua's allocation function has it: `size` 0 frees. Null when there is no more.
-    void* resize(void* block, std::size_t formerSize, std::size_t size) noexcept;
+    void* resize(void* block, std::size_t formerSize, std::size_t size) noexcept {
+        if (size == 0) return release(block, formerSize);
+        // For a new block the former size tells what it is for.
+        if (block) return move(block, formerSize, size);
+        return size > limit - used ? nullptr : take(size);
+    }
+
+    /// Whether so much is in use that the limit isn't far.
+    bool isLarge() const noexcept { return used > limit / 16; }
 
 private:
     static constexpr std::size_t step = 16;
@@ -31,9 +42,32 @@ private:
     };
 
     static std::size_t placeOf(std::size_t size) { return (size + step - 1) / step; }
+
+    // The steady work of a script, tables that come and go, runs through these two.
+
+    void* take(std::size_t size) noexcept {
+        if (size > largestSmall) return takeLarge(size);
+        FreeBlock*& first = freeBlocks[placeOf(size)];
+        if (!first) return takeNew(size);
+        used += size;
+        return std::exchange(first, first->next);
+    }
+
+    void* release(void* block, std::size_t size) noexcept {
+        if (!block) return nullptr;
+        used -= size;
+        if (size > largestSmall) {
+            std::free(block);
+        } else {
+            FreeBlock*& first = freeBlocks[placeOf(size)];
+            first = new (block) FreeBlock{first};
+        }
+        return nullptr;
+    }
+
     void* move(void* block, std::size_t formerSize, std::size_t size) noexcept;
-    void* take(std::size_t size) noexcept;
-    void put(void* block, std::size_t size) noexcept;
+    void* takeLarge(std::size_t size) noexcept;
+    void* takeNew(std::size_t size) noexcept;
     bool addChunk() noexcept;
 
     std::array<FreeBlock*, largestSmall / step + 1> freeBlocks{};

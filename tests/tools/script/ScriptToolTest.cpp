@@ -207,6 +207,42 @@ TEST_P(ScriptCalls, passEverythingWhenAScriptIsFaulty) {
     }
 }
 
+TEST(ScriptTool, tellsTheColumnOfASyntaxErrorInLuaWhereItIsSure) {
+    const std::array<std::pair<const char*, const char*>, 8> texts{{
+        {"x = = 1", "script:1: unexpected symbol near '='"},
+        {"\nlocal \xC3\xBC", "script:2: <name> expected near '<\\195>'"},
+        {"y = 1\nx = ) + 1", "script:2: unexpected symbol near ')' (column 5)"},
+        {"if a the ther then end", "script:1: 'then' expected near 'the' (column 6)"},
+        {"s = 'a' 'b' c", "script:1: unexpected symbol near ''b'' (column 9)"},
+        {"s = '\xC3\xBC' d e", "script:1: syntax error near 'e' (column 11)"},
+        {"function onMessage(m", "script:1: ')' expected near <eof> (column 21)"},
+        {"error('x')", "script:1: x"},
+    }};
+    for (const auto& [source, told] : texts)
+        EXPECT_EQ(ScriptProbe(ScriptLanguage::lua, source).script().installError(), told) << source;
+}
+
+TEST(ScriptTool, keepsTheMemoryOfLuaBoundedHoweverManyMessagesCome) {
+    struct Row {
+        const char* meaning;
+        const char* kept;
+        const char* dropped;
+        int messages;
+        double mostKilobytes;
+    };
+    for (const Row& row : {Row{"a small script", "m", "{m.bytes}", 20'000, 1'000},
+                           Row{"a large one far from the limit", "('x'):rep(1024):rep(40 << 10)",
+                               "store.kept:sub(1, 1 << 17)", 3'000, 160'000}}) {
+        ScriptProbe probe(ScriptLanguage::lua,
+                          std::string("local most = 0 function onMessage(m) store.kept = store.kept or ") + row.kept +
+                              " local dropped = " + row.dropped + " most = math.max(most, collectgarbage('count')) " +
+                              "if m.data1 == 1 then log(most) end block() end");
+        for (int count = 0; count < row.messages; ++count) probe.send({0x90, 60, 100});
+        probe.send({0x90, 1, 100});
+        EXPECT_LT(std::stod(probe.lastLine()), row.mostKilobytes) << row.meaning;
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Languages, ScriptCalls, ::testing::Values(ScriptLanguage::lua, ScriptLanguage::javascript),
                          nameOfLanguage);
 
