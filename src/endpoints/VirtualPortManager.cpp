@@ -14,6 +14,27 @@ namespace {
 
 constexpr auto defaultsKey = "virtualPorts";
 
+constexpr std::size_t spareListsKept = 64;
+
+using SpareLists = Guarded<std::vector<MessageList>>;
+
+MessageList takeSpare(SpareLists& spare) {
+    return spare.with([](auto& lists) {
+        MessageList taken;
+        if (lists.empty()) return taken;
+        taken = std::move(lists.back());
+        lists.pop_back();
+        return taken;
+    });
+}
+
+void giveBack(SpareLists& spare, MessageList list) {
+    list.clear();
+    spare.with([&](auto& lists) {
+        if (lists.size() < spareListsKept) lists.push_back(std::move(list));
+    });
+}
+
 bool containsIgnoringCase(std::string_view text, std::string_view lowerCasePart) {
     const auto isSame = [](char character, char lower) {
         return (character >= 'A' && character <= 'Z' ? character - 'A' + 'a' : character) == lower;
@@ -34,7 +55,9 @@ void dispose(Port& port) {
 
 }  // namespace
 
-VirtualPortManager::VirtualPortManager(DefaultsStore& store) : defaults(store) {}
+VirtualPortManager::VirtualPortManager(DefaultsStore& store) : defaults(store) {
+    spareLists->with([](auto& lists) { lists.reserve(spareListsKept); });
+}
 
 VirtualPortManager::~VirtualPortManager() { disposeAll(); }
 
@@ -134,17 +157,18 @@ bool VirtualPortManager::isOwnEndpoint(MIDIObjectRef object) const {
 
 void VirtualPortManager::create(const std::shared_ptr<VirtualInput>& port) {
     if (client == 0 || port->endpointRef() != 0) return;
-    const auto read = [weakPort = std::weak_ptr(port), weakHandler = std::weak_ptr(messageHandler)](
+    const auto read = [weakPort = std::weak_ptr(port), weakHandler = std::weak_ptr(messageHandler), spare = spareLists](
                           const PacketListView& list, std::uintptr_t) {
         const auto living = weakPort.lock();
         if (!living || weakHandler.expired()) return;
-        MessageList gathered;
+        MessageList gathered = takeSpare(*spare);
         living->receive(list, gathered);
-        if (gathered.empty()) return;
+        if (gathered.empty()) return giveBack(*spare, std::move(gathered));
         // Lost and counted by the runtime when the main thread is that far behind: the music never waits for it.
-        Runtime::current().postToMain([weakHandler, messages = std::move(gathered)]() mutable {
+        Runtime::current().postToMain([weakHandler, spare, messages = std::move(gathered)]() mutable {
             const auto handler = weakHandler.lock();
-            if (handler && *handler) (*handler)(std::move(messages));
+            if (handler && *handler) (*handler)(messages);
+            giveBack(*spare, std::move(messages));
         });
     };
     MIDIEndpointRef endpoint = 0;

@@ -9,6 +9,7 @@
 
 #include "endpoints/VirtualInput.hpp"
 #include "endpoints/VirtualOutput.hpp"
+#include "platform/concurrency/Guarded.hpp"
 
 namespace varnolex {
 
@@ -18,7 +19,7 @@ class DefaultsStore;
 /// A port that can't be created stays in its list, inactive, until `activateAll` tries again. Main thread.
 class VirtualPortManager {
 public:
-    using MessageHandler = std::function<void(MessageList)>;
+    using MessageHandler = std::function<void(const MessageList&)>;
     /// Kind 0 is an input, 1 an output.
     using FailureReport = std::function<void(int kind, MIDIStatus status)>;
 
@@ -80,6 +81,9 @@ private:
     std::vector<std::shared_ptr<VirtualOutput>> outputPorts;
     /// Read on the main thread only; read threads hold it weakly, to see that the manager is gone.
     std::shared_ptr<MessageHandler> messageHandler = std::make_shared<MessageHandler>();
+    /// Empty lists for use again, so that a packet list in steady state costs the read threads no allocation.
+    std::shared_ptr<Guarded<std::vector<MessageList>>> spareLists =
+        std::make_shared<Guarded<std::vector<MessageList>>>();
 };
 
 }  // namespace varnolex

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "endpoints/ServiceFixture.hpp"
-#include "endpoints/VirtualInput.hpp"
+#include "endpoints/VirtualPortManager.hpp"
+#include "platform/DefaultsStore.hpp"
 #include "support/AllocationTrap.hpp"
 
 namespace varnolex {
@@ -46,24 +47,29 @@ TEST_F(AllocationTest, SteadyTrafficOnEveryRoadLeavesTheHeapAlone) {
     EXPECT_EQ(bytes, 8u * 2 * 603);
 }
 
-TEST_F(AllocationTest, TheChainsOfAVirtualInputCostNoAllocation) {
-    VirtualInput input("In", 1);
+TEST_F(AllocationTest, TheChainsAndMonitorsOfAVirtualInputCostNoAllocation) {
+    DefaultsStore defaults("");
+    VirtualPortManager manager(defaults);
+    manager.setClient(client);
+    std::size_t monitored = 0;
+    manager.setMessageHandler([&](const MessageList& messages) { monitored += messages.size(); });
+    const auto input = manager.addInput("In");
     std::size_t calls = 0;
     for (int chain = 0; chain < 3; ++chain)
-        input.addChainCallback(runtime.makeUUID(), [&](const std::uint8_t*, std::size_t, HostTime, bool) { ++calls; });
+        input->addChainCallback(runtime.makeUUID(), [&](const std::uint8_t*, std::size_t, HostTime, bool) { ++calls; });
     const OwnedList list{{1, {0x90, 60, 100}}, {0, {0x80, 60, 0}}};
-    MessageList gathered;
     const auto play = [&] {
-        gathered.clear();
-        for (int round = 0; round < 8; ++round) input.receive(list, gathered);
+        for (int round = 0; round < 8; ++round) service.sendToVirtualDestination(input->endpointRef(), list);
+        runtime.settle();
     };
     play();
     play();
     const AllocationTrap trap;
-    calls = 0;
+    calls = monitored = 0;
     play();
     EXPECT_EQ(trap.count(), 0u) << "messages come from their pool";
     EXPECT_EQ(calls, 8u * 2 * 3);
+    EXPECT_EQ(monitored, 8u * 2);
 }
 
 }  // namespace
