@@ -203,6 +203,15 @@ void EndpointTable::describeForeign(MIDIEndpointRef endpoint, MIDIEndpointDescri
     if (found->isPresent) notify(midiPropertyChanged);
 }
 
+std::vector<MIDIEndpointRef> EndpointTable::longGoneForeign() const {
+    std::vector<MIDIEndpointRef> gone;
+    for (const auto& [reference, endpoint] : endpoints)
+        if (!endpoint.isVirtual && !endpoint.isPresent && endpoint.connections.empty()) gone.push_back(reference);
+    // Many at once, and then none for a while.
+    gone.resize(gone.size() < 2 * goneLimit ? 0 : gone.size() - goneLimit);
+    return gone;
+}
+
 void EndpointTable::addOutlet(MIDIEndpointRef endpoint, std::shared_ptr<PacketOutlet> outlet) {
     const auto found = endpoints.find(endpoint);
     if (found == endpoints.end()) return;

@@ -96,6 +96,13 @@ protected:
     /// It tells something else about itself than before.
     void describeForeign(MIDIEndpointRef endpoint, MIDIEndpointDescription description);
 
+    /// So many endpoints that have gone are remembered at least, in case they come back under their reference.
+    static constexpr std::size_t goneLimit = 64;
+
+    /// The first of those that have gone and that nothing is connected to, as soon as they are too many: the backend
+    /// removes them, or a long session among short-lived programs would take ever more memory.
+    std::vector<MIDIEndpointRef> longGoneForeign() const;
+
     /// What is sent to this destination, or through this source of ours, takes this way too.
     void addOutlet(MIDIEndpointRef endpoint, std::shared_ptr<PacketOutlet> outlet);
 

@@ -78,6 +78,16 @@ void AlsaService::scan() {
         if (port.isSource) take(port, true);
         if (port.isDestination) take(port, false);
     }
+    forgetTheLongGone();
+}
+
+void AlsaService::forgetTheLongGone() {
+    isReconciling = true;
+    for (const MIDIEndpointRef reference : longGoneForeign()) {
+        foreign.erase(links[reference].key);
+        removeForeign(reference);
+    }
+    isReconciling = false;
 }
 
 void AlsaService::forgetTheGone(const std::vector<AlsaPortInfo>& ports, const AlsaChanges& changes) {

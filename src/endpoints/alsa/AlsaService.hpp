@@ -100,6 +100,7 @@ private:
 
     void scan();
     void forgetTheGone(const std::vector<AlsaPortInfo>& ports, const AlsaChanges& changes);
+    void forgetTheLongGone();
     void take(const AlsaPortInfo& port, bool isSource);
     void follow(MIDIEndpointRef reference, const AlsaPortInfo& port, const std::string& identity);
     void appear(const AlsaPortInfo& port, bool isSource, const std::string& identity);

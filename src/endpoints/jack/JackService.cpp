@@ -74,6 +74,16 @@ void JackService::scan(bool readsDetails) {
     for (const auto& [name, reference] : foreign)
         if (!present.contains(reference)) setForeignPresent(reference, false);
     connectWhatCameBack();
+    forgetTheLongGone();
+}
+
+void JackService::forgetTheLongGone() {
+    isReconciling = true;
+    for (const MIDIEndpointRef reference : longGoneForeign()) {
+        foreign.erase(links[reference].foreignName);
+        removeForeign(reference);
+    }
+    isReconciling = false;
 }
 
 /// A port that went and came back before anybody looked has lost its connection.

@@ -83,6 +83,7 @@ private:
     void scan(bool readsDetails);
     void followRenames();
     void connectWhatCameBack();
+    void forgetTheLongGone();
     bool appear(const JackForeignPort& port);
     MIDIEndpointDescription describe(const std::string& portName, std::int32_t uniqueID) const;
 

@@ -261,6 +261,28 @@ TEST_F(AlsaServiceTest, APortThatWentAndCameBackBeforeAnybodyLookedIsConnectedAg
     EXPECT_THAT(world.connections, IsEmpty());
 }
 
+TEST_F(AlsaServiceTest, OfManyShortLivedProgramsOnlyTheConnectedAndTheLatestAreRemembered) {
+    const auto visit = [&](const std::string& name) {
+        world.plug(program({128, 0}, name, 100));
+        announce();
+        const MIDIEndpointRef reference = service->MIDIGetSource(0);
+        if (name == "Heard") service->MIDIPortConnectSource(input, reference, 0);
+        const std::int32_t uniqueID = uniqueIDOf(reference);
+        world.unplug({128, 0});
+        announce();
+        return std::pair(reference, uniqueID);
+    };
+    const auto heardOne = visit("Heard");
+    const auto first = visit("First");
+    for (int number = 0; number < 150; ++number) visit("Visitor " + std::to_string(number));
+    const auto last = visit("Last");
+    EXPECT_EQ(visit("Last"), last);
+    EXPECT_EQ(visit("Heard"), heardOne);
+    const auto again = visit("First");
+    EXPECT_NE(again.first, first.first);
+    EXPECT_EQ(again.second, first.second);
+}
+
 TEST_F(AlsaServiceTest, ARenamedPortKeepsItsIDAndItsConnections) {
     world.plug(program({128, 0}, "Old", 100));
     announce();
