@@ -73,12 +73,13 @@ void LiveBinding::update(End& end, const std::vector<Info>& endpoints) {
     const MIDIEndpointRef there = found == endpoints.end() ? 0 : found->endpointRef;
     if (there == end.attached) return;
     const bool wasAttached = std::exchange(end.attached, there).value_or(0) != 0;
+    there == 0 ? detach(end) : attach(end, found->uniqueID);
+    // What is held down at a source that has gone would sound on, and nobody is left to let go of it.
+    if (wasAttached && end.input) end.input->endSoundingNotes();
     if (there == 0) {
-        detach(end);
         report("\"" + end.name() + "\" waits for \"" + end.endpointName + (wasAttached ? "\", which has gone" : "\""));
         return;
     }
-    attach(end, found->uniqueID);
     report("\"" + end.name() + (end.input ? "\" hears \"" : "\" plays on \"") + found->displayName + "\"");
 }
 

@@ -38,21 +38,6 @@ void offerToLearn(std::span<const std::uint8_t> packet) {
     learn.handleLearnMessage(offered.data(), offered.size());
 }
 
-/// Sends a packet's messages through the chain. True when one of them has ended the batch.
-bool sendMessages(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList, ToolChain& chain,
-                  std::uint8_t pipeIndex) {
-    DiagnosticLog* const recorder = DiagnosticLog::shared();
-    offerToLearn(packet);
-    PacketCutter cutter(packet);
-    bool isEnded = false;
-    while (const auto message = cutter.next()) {
-        isEnded = isLastOfList && cutter.isAtEnd();
-        if (recorder) recorder->received(pipeIndex, message->data(), message->size(), isEnded);
-        chain.send({message->data(), message->size(), timeStamp, isEnded});
-    }
-    return isEnded;
-}
-
 void endBatch(HostTime timeStamp, ToolChain& chain) { chain.send({nullptr, 0, timeStamp, true}); }
 
 }  // namespace
@@ -168,6 +153,30 @@ std::weak_ptr<MidiInTool> MidiInTool::weakSelf() { return std::static_pointer_ca
 
 std::shared_ptr<ToolChain> MidiInTool::openChain() const { return isEnabled() ? chain() : nullptr; }
 
+/// Sends a packet's messages through the chain. True when one of them has ended the batch.
+bool MidiInTool::sendMessages(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList,
+                              ToolChain& open) {
+    DiagnosticLog* const recorder = DiagnosticLog::shared();
+    offerToLearn(packet);
+    PacketCutter cutter(packet);
+    bool isEnded = false;
+    while (const auto message = cutter.next()) {
+        isEnded = isLastOfList && cutter.isAtEnd();
+        if (recorder) recorder->received(diagnosticPipeIndex.get(), message->data(), message->size(), isEnded);
+        if (SoundingChannels::concerns(*message)) sounding.with([&](auto& held) { held.observe(*message); });
+        open.send({message->data(), message->size(), timeStamp, isEnded});
+    }
+    return isEnded;
+}
+
+void MidiInTool::endSoundingNotes() {
+    const auto open = openChain();
+    const HostTime now = Runtime::current().hostTime();
+    sounding.take().end([&](std::span<const std::uint8_t> end) {
+        if (open) open->send({end.data(), end.size(), now, true});
+    });
+}
+
 void MidiInTool::receive(const PacketListView& list) {
     const auto open = openChain();
     if (!open) return recordDrop();
@@ -177,7 +186,7 @@ void MidiInTool::receive(const PacketListView& list) {
     for (const Packet& packet : list) {
         if (packet.bytes.empty()) continue;
         const HostTime timeStamp = packet.timeStamp != 0 ? packet.timeStamp : Runtime::current().hostTime();
-        isEnded = sendMessages(packet.bytes, timeStamp, packet.isLast, *open, diagnosticPipeIndex.get());
+        isEnded = sendMessages(packet.bytes, timeStamp, packet.isLast, *open);
         hasArrived = true;
     }
     if (!hasArrived) return;
@@ -190,7 +199,7 @@ void MidiInTool::receive(std::span<const std::uint8_t> packet, HostTime timeStam
     if (!open) return recordDrop();
     if (isDropping.get()) isDropping.set(false);
     if (packet.empty()) return;
-    const bool isEnded = sendMessages(packet, timeStamp, isLastOfList, *open, diagnosticPipeIndex.get());
+    const bool isEnded = sendMessages(packet, timeStamp, isLastOfList, *open);
     if (isLastOfList && !isEnded) endBatch(timeStamp, *open);
     flashLamp();
 }

@@ -4,10 +4,12 @@
 #include <optional>
 #include <string>
 
+#include "core/SoundingChannels.hpp"
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
 #include "platform/DiagnosticLog.hpp"
 #include "platform/Runtime.hpp"
+#include "platform/concurrency/Guarded.hpp"
 
 namespace varnolex {
 
@@ -60,6 +62,10 @@ public:
     /// is left to whoever owns the virtual ports, and calls `connectToVirtualInput`.
     void bindStoredEndpoint();
 
+    /// Sends the ends of all notes and pedals that are held by what has arrived through the chain: for a source that
+    /// has gone and won't send them itself.
+    void endSoundingNotes();
+
     /// Whether a source or a virtual input is attached.
     bool isOnline() const { return online; }
     /// The activity lamp.
@@ -87,6 +93,7 @@ private:
     std::shared_ptr<ToolChain> openChain() const;
     void receive(const PacketListView& list);
     void receive(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList);
+    bool sendMessages(std::span<const std::uint8_t> packet, HostTime timeStamp, bool isLastOfList, ToolChain& open);
     void recordDrop();
     void recordEvent(DiagnosticLog::InputEvent event, std::optional<std::int32_t> uniqueID, bool isVirtual) const;
     void flashLamp();
@@ -105,8 +112,11 @@ private:
     /// Set from the first message until the lamp has gone out again: the lamp costs the read thread one look.
     SharedValue<bool> flashScheduled{false};
 
-    /// The graph's number in the flight recorder.
-    SharedValue<std::uint8_t> diagnosticPipeIndex{0};
+    /// What is held down at the source.
+    Guarded<SoundingChannels> sounding;
+
+    /// The graph's number in the flight recorder; 255 while it has none.
+    SharedValue<std::uint8_t> diagnosticPipeIndex{255};
     /// Set while nothing gets through, so that a row of lost packets is recorded once.
     SharedValue<bool> isDropping{false};
 };

@@ -42,7 +42,7 @@ void MidiOutTool::process(const ChainMessage& message, ToolChain& chain) {
     const bool hasPlace = outgoing.with([&](Outgoing& out) {
         const bool isOpen = message.isEmptyCarrier() || canSend(out);
         if (isOpen && !message.isEmptyCarrier()) {
-            out.notes.observe({message.bytes, message.length});
+            out.sounding.observe({message.bytes, message.length});
             if (isRewritten)
                 out.batch.append(ShortMessage::noteOn(message.channel(), message.data1(), 0), message.timeStamp);
             else
@@ -140,11 +140,16 @@ void MidiOutTool::stop() {
 }
 
 void MidiOutTool::endSoundingNotes() {
-    outgoing.with([&](Outgoing& out) {
-        out.notes.end(
-            [&](std::span<const std::uint8_t> noteOff) { out.batch.append(noteOff, Runtime::current().hostTime()); });
-        flush(out);
-    });
+    const auto endAll = [this] {
+        outgoing.with([&](Outgoing& out) {
+            out.sounding.end(
+                [&](std::span<const std::uint8_t> end) { out.batch.append(end, Runtime::current().hostTime()); });
+            flush(out);
+        });
+    };
+    // Behind a walk that is under way and may be about to send a note.
+    const auto open = chain();
+    open ? open->enter(endAll) : endAll();
 }
 
 void MidiOutTool::createVirtualSource() {

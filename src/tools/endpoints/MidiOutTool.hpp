@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/SoundingNotes.hpp"
+#include "core/SoundingChannels.hpp"
 #include "endpoints/MIDIService.hpp"
 #include "engine/ConfiguredTool.hpp"
 #include "platform/DiagnosticLog.hpp"
@@ -55,7 +55,7 @@ public:
     /// settings.
     void stop() override;
 
-    /// Sends a Note Off for every note that sounds by what was sent: for whoever leaves while a graph plays.
+    /// Ends every note that sounds by what was sent, and lets go of the pedals: for whoever leaves while a graph plays.
     void endSoundingNotes();
 
     /// Makes the own source under the tool's name, once, when a client is known.
@@ -105,7 +105,7 @@ private:
     /// What sending needs, together behind one lock, so that two threads can't mix their batches.
     struct Outgoing {
         PendingBatch batch;
-        SoundingNotes notes;
+        SoundingChannels sounding;
         MIDIEndpointRef endpointRef = 0;
         MIDIEndpointRef virtualSourceRef = 0;
         MIDIPortRef outputPort = 0;
@@ -141,8 +141,8 @@ private:
     SharedValue<MIDIEndpointRef> virtualOutputRef{0};
     Guarded<Outgoing> outgoing;
 
-    /// The graph's number in the flight recorder.
-    SharedValue<std::uint8_t> diagnosticPipeIndex{0};
+    /// The graph's number in the flight recorder; 255 while it has none.
+    SharedValue<std::uint8_t> diagnosticPipeIndex{255};
     /// Set while messages have nowhere to go, so that a row of lost ones is recorded once.
     SharedValue<bool> isDropping{false};
 };

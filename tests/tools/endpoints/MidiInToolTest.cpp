@@ -46,6 +46,18 @@ TEST_F(MidiInToolTest, endsTheBatchAlsoWhenTheListEndsInNoMessage) {
     EXPECT_EQ(hear(OwnedList{{6, {}}}), Texts{});
 }
 
+TEST_F(MidiInToolTest, endsWhatAGoneSourceHasLeftSounding) {
+    in.connectToSource(77);
+    hear(OwnedList{{5, {0x93, 60, 1, 61, 1, 61, 0}}, {5, {0x93, 64, 9}}, {6, {0xB3, 64, 127}}, {6, {0xB3, 66, 63}}});
+    hear(OwnedList{{7, {0x83, 64, 0}}, {7, {0xB3, 7, 100}}});
+    probe.service.unplug(source);
+    in.disconnectSource();
+    in.endSoundingNotes();
+    EXPECT_EQ(probe.taken(), (Texts{"83 3C 40 |", "B3 40 00 |"}));
+    in.endSoundingNotes();
+    EXPECT_EQ(probe.taken(), Texts{});
+}
+
 TEST_F(MidiInToolTest, keepsTheChoiceOfASourceThatIsMissing) {
     in.connectToSource(77);
     in.connectToSource(78);

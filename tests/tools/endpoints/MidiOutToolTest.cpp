@@ -64,6 +64,18 @@ TEST_F(MidiOutToolTest, sendsABatchAsOneList) {
     EXPECT_EQ(probe.taken(), Texts{});
 }
 
+TEST_F(MidiOutToolTest, endsNotesAndPedalsForWhoeverLeaves) {
+    out.connectToDestination(55);
+    for (const Bytes& sent :
+         {Bytes{0x91, 60, 1}, {0x92, 62, 1}, {0x82, 62, 0}, {0xB1, 64, 64}, {0xB2, 69, 127}, {0xB2, 69, 0}})
+        probe.send(sent, true);
+    heardNow();
+    out.endSoundingNotes();
+    EXPECT_EQ(heardNow(), Texts{"81 3C 40, B1 40 00"});
+    out.endSoundingNotes();
+    EXPECT_EQ(heardNow(), Texts{});
+}
+
 TEST_F(MidiOutToolTest, writesNoteOffsAsItIsToldAndPassesTheOriginalOn) {
     out.connectToDestination(55);
     probe.set("passThrough", true);
