@@ -19,8 +19,8 @@ void note(int signal) {
         ::_exit(1);
     }
     requested = 1;
-    // Whoever asks again doesn't want to wait for a clean end.
-    std::signal(signal, SIG_DFL);
+    // Whoever asks again doesn't want to wait for a clean end. A terminal that closes isn't asking: it may tell twice.
+    if (signal != SIGHUP) std::signal(signal, SIG_DFL);
 }
 
 }  // namespace
@@ -29,14 +29,22 @@ Interruption::Interruption() {
     requested = 0;
     std::signal(SIGINT, note);
     std::signal(SIGTERM, note);
+    formerHangUp = std::signal(SIGHUP, note);
+    // Whoever started the program so that it survives its terminal has said so.
+    if (formerHangUp == SIG_IGN) std::signal(SIGHUP, SIG_IGN);
 }
 
 Interruption::~Interruption() {
     std::signal(SIGINT, SIG_DFL);
     std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGHUP, formerHangUp);
 }
 
 bool Interruption::isRequested() const { return requested != 0; }
+
+BrokenPipesIgnored::BrokenPipesIgnored() : former(std::signal(SIGPIPE, SIG_IGN)) {}
+
+BrokenPipesIgnored::~BrokenPipesIgnored() { std::signal(SIGPIPE, former); }
 
 UninterruptibleWork::UninterruptibleWork() : former(isUninterruptible) { isUninterruptible = 1; }
 

@@ -13,11 +13,13 @@ VarnolexLogger& VarnolexLogger::shared() {
 
 void VarnolexLogger::log(std::string_view text) {
     const std::scoped_lock hold(lock);
+    if (debugSink) debugSink(text);
     if (enabled) write(text);
 }
 
 void VarnolexLogger::error(std::string_view text) {
     const std::scoped_lock hold(lock);
+    if (debugSink) debugSink(text);
     write(text);
 }
 
@@ -33,6 +35,11 @@ void VarnolexLogger::setEnabled(bool isEnabled) {
 VarnolexLogger::Sink VarnolexLogger::replaceSink(Sink next) {
     const std::scoped_lock hold(lock);
     return std::exchange(sink, std::move(next));
+}
+
+void VarnolexLogger::setDebugSink(Sink next) {
+    const std::scoped_lock hold(lock);
+    debugSink = std::move(next);
 }
 
 void VarnolexLogger::write(std::string_view line) {

@@ -8,7 +8,8 @@
 namespace varnolex {
 
 /// Plain text lines for whoever looks into a fault, on standard error. Errors always go out, notes only while logging
-/// is enabled. Any thread but those of the processing road: a line may wait for the terminal.
+/// is enabled; a `DebugLogFile` gets both. Any thread but those of the processing road: a line may wait for the
+/// terminal.
 class VarnolexLogger {
 public:
     using Sink = std::function<void(std::string_view line)>;
@@ -30,11 +31,15 @@ public:
     /// by one thread at a time and must not log.
     Sink replaceSink(Sink next);
 
+    /// Where all lines go besides, nowhere when empty; on the same terms.
+    void setDebugSink(Sink next);
+
 private:
     void write(std::string_view line);
 
     std::mutex lock;
     Sink sink;
+    Sink debugSink;
     bool enabled = false;
 };
 

@@ -35,7 +35,8 @@ int serve() {
 }  // namespace
 }  // namespace varnolex
 
-/// Lets Varnolex hear what programs send to the destinations of a JACK server. Serves until it gets SIGINT or SIGTERM.
+/// Lets Varnolex hear what programs send to the destinations of a JACK server. Serves until it gets SIGINT, SIGTERM or
+/// SIGHUP.
 int main(int argc, char**) {
     if (argc > 1) {
         std::fputs("usage: varnolex-tap\nThe JACK server is the one that JACK_DEFAULT_SERVER names.\n", stderr);

@@ -3,6 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "end-to-end/ProgramTest.hpp"
+#include "platform/MonotonicTime.hpp"
+#include "support/ChildProcess.hpp"
 
 namespace varnolex::testing {
 namespace {
@@ -26,6 +28,28 @@ TEST_F(CallsTest, HelpAndVersionGoToStandardOutput) {
     for (const char* flag :
          {"--patch", "--studio", "-o", "--json", "--start", "--clock", "--seed", "--tail", "--stats"})
         EXPECT_THAT(render, HasSubstr(flag));
+}
+
+TEST_F(CallsTest, LiveWorkEndsCleanlyAtASignalHoweverEarlyItComes) {
+    constexpr HostTime longest = 10 * ticksPerSecond;
+    // Large enough that some of the signals come while it is made.
+    std::string patch = "in";
+    for (int node = 0; node < 100; ++node) patch += " -> transpose(1)";
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        int ended = 0;
+        for (int wait = 0; wait < 160 && ended < 4; wait += wait < 100 ? 8 : 20) {
+            const HostTime start = monotonicTime();
+            const Outcome outcome =
+                run({"run", "--midi", "memory", "--patch", patch + " -> out", "--for", "30"}, "", [&](pid_t process) {
+                    pause(wait);
+                    ::kill(process, signal);
+                });
+            EXPECT_LT(monotonicTime() - start, longest) << wait;
+            // Before there is anything to end, the signal ends the program by itself.
+            EXPECT_TRUE(outcome.status == 0 || outcome.status == -signal) << outcome.status;
+            ended += outcome.status == 0;
+        }
+    }
 }
 
 TEST_F(CallsTest, AWrongCallEndsWithTwoAndAHint) {

@@ -103,6 +103,23 @@ TEST_F(LiveTest, sendsAFileInItsOwnTime) {
     const auto messages = heard();
     EXPECT_EQ(std::vector(messages.begin(), messages.begin() + 3), expected);
     EXPECT_THAT(messages[3], StartsWith("c0 05"));
+    std::string moreThanTheServiceTakesAtOnce;
+    for (int note = 0; note < 6000; ++note) moreThanTheServiceTakesAtOnce += "0\t90 3C 00\n";
+    EXPECT_EQ(output({"send", "ear"}, moreThanTheServiceTakesAtOnce), "");
+}
+
+TEST_F(LiveTest, endsWhatItHasSentWhenItIsInterrupted) {
+    const auto listener = startListener();
+    waitForEndpoint("ear input");
+    const Outcome outcome = run({"send", "ear"}, "0\t90 3C 40 90 40 40 B0 40 7F\n20\t90 3C 00\n", [&](pid_t process) {
+        EXPECT_TRUE(eventually([&] { return heard().size() == 3; }));
+        ::kill(process, SIGHUP);
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_TRUE(eventually([&] { return heard().size() == 6; }));
+    const auto messages = heard();
+    EXPECT_THAT(std::vector(messages.begin() + 3, messages.end()),
+                ::testing::ElementsAre("80 3c 40", "80 40 40", "b0 40 00"));
 }
 
 TEST_F(LiveTest, runsAStudioThroughTheLossOfAPeerAndEndsItsNotes) {
@@ -118,12 +135,14 @@ TEST_F(LiveTest, runsAStudioThroughTheLossOfAPeerAndEndsItsNotes) {
     const Outcome outcome = run(call, "", [&](pid_t process) {
         EXPECT_TRUE(hearsMore());
         EXPECT_THAT(run({"list"}).output, ::testing::Not(HasSubstr("Varnolex")));
+        EXPECT_TRUE(eventually([&] { return !notesLeft(heard()).empty(); }));
         player->end(SIGKILL);
         EXPECT_TRUE(eventually([&] { return run({"list"}).output.find("  seq out\n") == std::string::npos; }));
         {
             const ChildProcess visitor({"jack_midi_dump", "visitor"});
             waitForEndpoint("visitor input");
         }
+        EXPECT_TRUE(eventually([&] { return notesLeft(heard()).empty(); })) << "what the dead player left sounding";
         player = startPlayer();
         EXPECT_TRUE(hearsMore());
         // Between two notes there would be nothing to end.
@@ -201,6 +220,7 @@ TEST_F(LiveTest, saysWhatIsWrongInOneSentence) {
         {{"monitor", "--channel", "17"}, 2, "varnolex: "},
         {{"list", "--midi", "usb"}, 2, "varnolex: --midi: takes auto, jack, alsa or memory, not \"usb\"\n"},
         {{"record", "--json", "-o", "take.mid"}, 2, "varnolex: --json writes text"},
+        {{"record", "-o", "nowhere/take.mid"}, 1, "varnolex: nowhere/take.mid: No such file or directory\n"},
     };
     for (const Row& row : rows) {
         const Outcome outcome = run(row.call);

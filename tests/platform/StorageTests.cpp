@@ -7,9 +7,11 @@
 #include <fstream>
 #include <limits>
 
+#include "platform/DebugLogFile.hpp"
 #include "platform/DefaultsStore.hpp"
 #include "platform/SupportFolder.hpp"
 #include "platform/VarnolexLogger.hpp"
+#include "platform/VirtualRuntime.hpp"
 #include "platform/WholeFile.hpp"
 
 namespace varnolex {
@@ -217,6 +219,33 @@ TEST_F(StorageTest, onlyErrorsAreLoggedUnlessLoggingIsEnabled) {
     logger.log("noted");
     logger.setEnabled(false);
     EXPECT_EQ(lines, (std::vector<std::string>{"heard", "MidiInTool.createInputPort: status -10830", "noted"}));
+}
+
+TEST_F(StorageTest, aSessionsDebugLogBeginsAnewWithItsFirstLine) {
+    VirtualRuntime runtime;
+    const RuntimeScope scope(runtime);
+    runtime.setCalendar(86'400);
+    const fs::path file = folder / "debug.log";
+    for (const std::string note : {"first", "second"}) {
+        const DebugLogFile log(file);
+        runtime.settle();
+        EXPECT_EQ(fs::exists(file), note == "second") << "nothing was said yet";
+        VarnolexLogger::shared().log(note);
+        VarnolexLogger::shared().error("fault");
+        runtime.settle();
+        EXPECT_EQ(readWholeFile(file, 1000),
+                  "=== Varnolex MIDI Debug Log — 1970-01-02 00:00:00 UTC ===\n" + note + "\nfault\n");
+        VarnolexLogger::shared().log("last");
+    }
+    EXPECT_TRUE(readWholeFile(file, 1000).ends_with("fault\nlast\n"));
+    // What lies there isn't ours to write to.
+    fs::remove(file);
+    fs::create_symlink(folder / "elsewhere", file);
+    {
+        const DebugLogFile log(file);
+        VarnolexLogger::shared().log("lost");
+    }
+    EXPECT_FALSE(fs::exists(folder / "elsewhere"));
 }
 
 }  // namespace varnolex

@@ -1,8 +1,10 @@
 #include "cli/live/LiveSession.hpp"
 
 #include <cmath>
+#include <utility>
 
 #include "cli/CommandFailure.hpp"
+#include "cli/Streams.hpp"
 
 namespace varnolex {
 namespace {
@@ -23,7 +25,7 @@ std::optional<Nanoseconds> durationOf(std::optional<double> seconds) {
     return Nanoseconds(std::llround(*seconds * 1e9));
 }
 
-LiveSession::LiveSession(MIDIServiceKind kind) : service(openMIDIService(kind)), serviceScope(*service) {
+LiveSession::LiveSession(MIDIServiceKind kind) : wanted(kind), service(openMIDIService(kind)), serviceScope(*service) {
     directory.setup();
 }
 
@@ -35,11 +37,15 @@ void LiveSession::startRecorder() {
     recorder->applicationStarted();
 }
 
+void LiveSession::tellIfAlone() const {
+    if (wanted == MIDIServiceKind::automatic && backendName() == "memory")
+        tellUser("no MIDI service answers, neither JACK nor the ALSA sequencer: there is nothing to hear");
+}
+
 void LiveSession::run(std::optional<Nanoseconds> duration) {
     // What is still to be done after an interruption isn't ended by the same one.
-    const bool wasInterrupted = isInterrupted();
-    const RepeatingTimer watch = runtime.mainQueue().repeating(0, interruptionStep, [this, wasInterrupted] {
-        if (isInterrupted() && !wasInterrupted) end();
+    const RepeatingTimer watch = runtime.mainQueue().repeating(0, interruptionStep, [this] {
+        if (isInterrupted() && !std::exchange(hasEndedByInterruption, true)) end();
     });
     WorkItem limit;
     if (duration) limit = runtime.mainQueue().after(*duration, [this] { end(); });

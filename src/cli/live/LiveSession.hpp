@@ -8,6 +8,7 @@
 
 #include "endpoints/MIDIManager.hpp"
 #include "endpoints/ServiceChoice.hpp"
+#include "platform/DebugLogFile.hpp"
 #include "platform/DiagnosticLog.hpp"
 #include "platform/Interruption.hpp"
 #include "platform/RealRuntime.hpp"
@@ -35,6 +36,9 @@ public:
     MIDIManager& endpoints() { return directory; }
     std::string_view backendName() const { return service->backendName(); }
 
+    /// Tells the user when no MIDI service answers, so that nothing of other programs is ever heard.
+    void tellIfAlone() const;
+
     /// Serves the main queue until the user interrupts, `end` is called, or `duration` has passed. Throws what `fail`
     /// was given.
     void run(std::optional<Nanoseconds> duration = std::nullopt);
@@ -52,8 +56,10 @@ public:
     bool isInterrupted() const { return interruption.isRequested(); }
 
 private:
+    const MIDIServiceKind wanted;
     RealRuntime runtime;
     RuntimeScope runtimeScope{runtime};
+    DebugLogFile debugLog{DebugLogFile::usualPath()};
     // Before the service, whose threads record until it ends.
     std::optional<DiagnosticLog> recorder;
     std::optional<DiagnosticLogScope> recorderScope;
@@ -64,7 +70,9 @@ private:
     std::unique_ptr<MIDIService> service;
     MIDIServiceScope serviceScope;
     MIDIManager directory;
+    // Not before a service has answered: one that hangs should be easy to leave.
     Interruption interruption;
+    bool hasEndedByInterruption = false;
     std::optional<std::string> failure;
 };
 

@@ -1,6 +1,7 @@
 #include "cli/live/MonitorCommand.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <set>
 
@@ -72,9 +73,15 @@ public:
     Monitor(const Monitor&) = delete;
     Monitor& operator=(const Monitor&) = delete;
 
+    /// What has come in since the last drains arrives with the next ones.
+    void finish() {
+        end = Runtime::current().hostTime();
+        session.run(PortInputStream::drainInterval + MIDIInterceptor::flushInterval);
+    }
+
     void tellCounts() {
         closeSecond();
-        const double seconds = static_cast<double>(Runtime::current().hostTime() - start) / ticksPerSecond;
+        const double seconds = static_cast<double>(end - start) / ticksPerSecond;
         for (const auto& [name, count] : counts)
             std::fprintf(stderr, "%s: %llu messages, %.1f a second, %llu at most\n", name.c_str(),
                          static_cast<unsigned long long>(count.all), static_cast<double>(count.all) / seconds,
@@ -98,6 +105,7 @@ private:
             const std::string name(message->originatingEndpointName.view());
             if (!allowed.empty() && !allowed.contains(name)) continue;
             if (!filter.passes(*message, std::nullopt, std::nullopt)) continue;
+            if (message->timeStamp > end) continue;
             Count& count = counts[name];
             ++count.all;
             ++count.thisSecond;
@@ -128,6 +136,7 @@ private:
     LiveSession& session;
     const MonitorOptions& options;
     const HostTime start;
+    HostTime end = std::numeric_limits<HostTime>::max();
     MIDIMessageFilter filter;
     /// Names of endpoints; empty for all.
     std::set<std::string> allowed;
@@ -145,11 +154,14 @@ private:
 
 void runMonitor(const MonitorOptions& options) {
     kindsIn(options.kinds);
-    // Without a driver there is less to see, and no reason to see nothing.
-    if (const auto fault = ensureDriverInstalled()) VarnolexLogger::shared().log(*fault);
+    const auto fault = ensureDriverInstalled();
     LiveSession session(options.service);
+    session.tellIfAlone();
+    // Without a driver there is less to see, and no reason to see nothing.
+    if (fault) VarnolexLogger::shared().log(*fault);
     Monitor monitor(session, options);
     session.run(durationOf(options.seconds));
+    monitor.finish();
     monitor.tellCounts();
 }
 

@@ -1,6 +1,7 @@
 #include "cli/live/RecordCommand.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 
 #include "cli/CommandFailure.hpp"
@@ -31,7 +32,13 @@ public:
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    MusicOutput& heard() { return music; }
+    /// The recording ends now; what has come in since the last drain arrives with the next one.
+    MusicOutput& finish() {
+        end = Runtime::current().hostTime();
+        session.run(2 * PortInputStream::drainInterval);
+        music.putInOrder();
+        return music;
+    }
 
 private:
     void connect() {
@@ -45,8 +52,8 @@ private:
         for (const MessageRef& message : messages) {
             bytes.clear();
             appendMessageBytes(bytes, *message);
-            // A recording begins with its first moment; what was played before it is on its way still.
-            if (!bytes.empty() && message->timeStamp >= start)
+            // What was played before the first moment may be on its way still.
+            if (!bytes.empty() && message->timeStamp >= start && message->timeStamp <= end)
                 music.add(message->timeStamp - start, bytes, trackOf(message->originatingEndpointName));
         }
     }
@@ -59,6 +66,7 @@ private:
 
     LiveSession& session;
     const HostTime start;
+    HostTime end = std::numeric_limits<HostTime>::max();
     PortInputStream stream;
     /// Unique IDs of sources; none for all.
     std::vector<std::int32_t> chosen;
@@ -74,12 +82,10 @@ void runRecord(const RecordOptions& options) {
         throw UsageError("--json writes text: it doesn't go with the MIDI file " + options.output);
     requireWritable(options.output);
     LiveSession session(options.service);
+    session.tellIfAlone();
     Recorder recorder(session, options);
     session.run(durationOf(options.seconds));
-    // What has come in since the last drain arrives with the next one.
-    session.run(2 * PortInputStream::drainInterval);
-    recorder.heard().putInOrder();
-    writeMusic(recorder.heard(), options.output, nullptr, options.json);
+    writeMusic(recorder.finish(), options.output, nullptr, options.json);
 }
 
 }  // namespace varnolex

@@ -9,6 +9,7 @@
 namespace varnolex {
 
 void runRun(const RunOptions& options) {
+    const BrokenPipesIgnored silentReaders;
     LiveSession session(options.service);
     MIDIManager& endpoints = session.endpoints();
     session.startRecorder();

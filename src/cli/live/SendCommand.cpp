@@ -6,7 +6,8 @@
 #include "cli/MusicInput.hpp"
 #include "cli/live/EndpointChoice.hpp"
 #include "cli/live/LiveSession.hpp"
-#include "core/SoundingNotes.hpp"
+#include "core/SoundingChannels.hpp"
+#include "endpoints/OutgoingLetter.hpp"
 #include "tools/endpoints/PacketCutter.hpp"
 
 namespace varnolex {
@@ -18,6 +19,9 @@ using namespace std::chrono_literals;
 /// clock is exact, this thread's turns aren't.
 constexpr HostTime lookAhead = ticksPerSecond / 10;
 constexpr Nanoseconds step = 20ms;
+
+/// With the look-ahead this stays within what a service holds back for one destination, however dense the music is.
+constexpr std::size_t packetsAStep = 512;
 
 /// What a packet list needs beside the bytes of its one packet.
 constexpr std::size_t listOverhead = packetlayout::countSize + packetlayout::headerSize;
@@ -38,38 +42,64 @@ public:
     Sender(const Sender&) = delete;
     Sender& operator=(const Sender&) = delete;
 
-    /// Ends the notes that sound, behind what the service still holds, and lets everything out.
-    void finish() {
-        timer.reset();
-        const HostTime time = std::max(latest, Runtime::current().hostTime());
-        if (session.isInterrupted()) notes.end([&](std::span<const std::uint8_t> noteOff) { send(noteOff, time); });
-        session.runUntilDelivered();
+    /// Plays to the end or until the user interrupts. Throws `CommandFailure` when the destination has gone or takes no
+    /// more.
+    void play() {
+        try {
+            session.run();
+        } catch (const CommandFailure&) {
+            finish(true);
+            throw;
+        }
+        finish(session.isInterrupted());
     }
 
 private:
+    /// Ends what sounds, behind what the service still holds, and lets everything out.
+    void finish(bool isCutShort) {
+        timer.reset();
+        const HostTime time = std::max(latest, Runtime::current().hostTime());
+        if (isCutShort) sounding.end([&](std::span<const std::uint8_t> end) { giveWithPatience(end, time); });
+        session.runUntilDelivered();
+    }
+
     void sendWhatIsDue() {
-        using packetlayout::longestPacket;
         const HostTime now = Runtime::current().hostTime();
-        for (; next < input.packets().size(); ++next) {
+        for (std::size_t count = 0; next < input.packets().size(); ++next) {
             const MusicInput::Packet& packet = input.packets()[next];
-            if (start + packet.time > now + lookAhead) return;
-            const auto bytes = input.bytes(packet);
-            for (PacketCutter messages(bytes); const auto message = messages.next();) notes.observe(*message);
-            for (std::size_t begin = 0; begin < bytes.size(); begin += longestPacket)
-                send(bytes.subspan(begin, std::min(longestPacket, bytes.size() - begin)), start + packet.time);
+            const HostTime time = start + packet.time;
+            if (time > now + lookAhead || count++ == packetsAStep || !send(input.bytes(packet), time)) return;
         }
         if (now > latest + lookAhead) session.end();
     }
 
-    void send(std::span<const std::uint8_t> packet, HostTime time) {
+    /// False when the service has no room for all of it at the moment: the next call goes on where this one ended.
+    bool send(std::span<const std::uint8_t> packet, HostTime time) {
+        while (taken < packet.size()) {
+            const auto piece = packet.subspan(taken, std::min(OutgoingLetter::longest, packet.size() - taken));
+            const MIDIStatus status = give(piece, time);
+            if (status == midiQueueFull) return false;
+            if (status != midiSuccess)
+                session.fail("\"" + destination.displayName + "\" took no more: the service says " +
+                             std::to_string(status));
+            taken += piece.size();
+        }
+        taken = 0;
+        for (PacketCutter messages(packet); const auto message = messages.next();) sounding.observe(*message);
+        return true;
+    }
+
+    void giveWithPatience(std::span<const std::uint8_t> message, HostTime time) {
+        constexpr int attempts = 100;
+        for (int attempt = 0; attempt < attempts && give(message, time) == midiQueueFull; ++attempt) session.run(step);
+    }
+
+    MIDIStatus give(std::span<const std::uint8_t> packet, HostTime time) {
         memory.resize(std::max(memory.size(), packet.size() + listOverhead));
         PacketListBuilder list(memory);
         list.add(time, packet);
         latest = std::max(latest, time);
-        const MIDIStatus status = MIDIService::current().MIDISend(port, destination.endpointRef, list.list());
-        if (status != midiSuccess)
-            session.fail("\"" + destination.displayName + "\" took no more: the service says " +
-                         std::to_string(status));
+        return MIDIService::current().MIDISend(port, destination.endpointRef, list.list());
     }
 
     void endIfGone() {
@@ -85,7 +115,9 @@ private:
     HostTime start = 0;
     HostTime latest = 0;
     std::size_t next = 0;
-    SoundingNotes notes;
+    /// How much of the next packet is sent.
+    std::size_t taken = 0;
+    SoundingChannels sounding;
     std::vector<std::uint8_t> memory;
     RepeatingTimer timer;
 };
@@ -93,11 +125,11 @@ private:
 }  // namespace
 
 void runSend(const SendOptions& options) {
+    const BrokenPipesIgnored silentReaders;
     const MusicInput input = MusicInput::read(options.input, MusicInput::LongPackets::accepted);
     LiveSession session(options.service);
     Sender sender(session, chooseDestination(session.endpoints().destinations(), options.endpoint), input);
-    session.run();
-    sender.finish();
+    sender.play();
 }
 
 }  // namespace varnolex
