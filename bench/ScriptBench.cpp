@@ -30,11 +30,11 @@ std::shared_ptr<ToolChain> chainOver(ScriptLanguage language) {
         settings.scriptSource = isLua ? "function onMessage(m) send{m.status, m.data1, m.data2} end"
                                       : "function onMessage(m) { send([m.status, m.data1, m.data2]) }";
     });
-    if (!tool->isInstalled()) throw std::runtime_error("the script isn't installed: " + tool->installError());
     auto chain = ToolChain::make({tool}, "Script");
     chain->setMessageDidExit(std::make_unique<Sink>());
-    // The chain came after the script, so it goes in anew.
+    // The chain came after the settings.
     tool->install();
+    if (!tool->isInstalled()) throw std::runtime_error("the script isn't installed: " + tool->installError());
     return chain;
 }
 
