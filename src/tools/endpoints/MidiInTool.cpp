@@ -29,13 +29,17 @@ constexpr std::array table{
 
 constexpr std::chrono::milliseconds lampTime{150};
 
-/// MIDI learn hears the first status byte of a packet and what follows it.
+bool isStatus(std::uint8_t byte) { return byte >= 0x80; }
+
+/// MIDI learn hears the first status byte of a packet and up to two data bytes behind it.
 void offerToLearn(std::span<const std::uint8_t> packet) {
     MIDILearnCoordinator& learn = MIDILearnCoordinator::shared();
     if (!learn.isLearning()) return;
-    const auto status = std::ranges::find_if(packet, [](std::uint8_t byte) { return byte >= 0x80; });
-    const auto offered = packet.subspan(static_cast<std::size_t>(status - packet.begin()));
-    learn.handleLearnMessage(offered.data(), offered.size());
+    const auto status = std::ranges::find_if(packet, isStatus);
+    if (status == packet.end()) return;
+    const auto longest = std::min<std::ptrdiff_t>(packet.end() - status, 3);
+    const auto end = std::find_if(status + 1, status + longest, isStatus);
+    learn.handleLearnMessage(&*status, static_cast<std::size_t>(end - status));
 }
 
 void endBatch(HostTime timeStamp, ToolChain& chain) { chain.send({nullptr, 0, timeStamp, true}); }

@@ -182,6 +182,10 @@ TEST_F(MidiInToolTest, offersTheFirstStatusOfAPacketToLearning) {
     hear(OwnedList{{5, {0xB0, 74, 1, 75, 1}}});
     probe.runtime.settle();
     EXPECT_EQ(learned, 74);
+    learn();
+    hear(OwnedList{{5, {0xB0, 0xF8, 74, 1}}});
+    probe.runtime.settle();
+    EXPECT_EQ(learned, std::nullopt) << "a clock tick is no controller number";
     MIDILearnCoordinator::shared().cancelLearning();
 }
 
