@@ -66,7 +66,7 @@ bool MidiOutTool::canSend(const Outgoing& now) const {
     return online.get() && now.endpointRef != 0;
 }
 
-void MidiOutTool::flush(Outgoing& now) const {
+void MidiOutTool::flush(Outgoing& now) {
     if (now.batch.isEmpty()) return;
     const MIDIEndpointRef managed = virtualOutputRef.get();
     const MIDIEndpointRef source = managed != 0 ? managed : ownSourceMode.get() ? now.virtualSourceRef : 0;
@@ -80,6 +80,8 @@ void MidiOutTool::flush(Outgoing& now) const {
     else if (now.endpointRef != 0)
         now.batch.sendAll(
             [&](const PacketListView& list) { keepFault(service.MIDISend(now.outputPort, now.endpointRef, list)); });
+    else
+        recordDrop();
     if (std::exchange(now.status, status) != status)
         recordStatus(source != 0 ? DiagnosticLog::OutputCall::received : DiagnosticLog::OutputCall::send, status);
     if (const std::size_t lists = now.batch.listCount(); lists > 1)

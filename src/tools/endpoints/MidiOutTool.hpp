@@ -122,7 +122,7 @@ private:
     void reportFault(MIDIStatus status, DiagnosticLog::OutputCall call, std::string_view context) const;
     /// Under the lock, as the following.
     bool canSend(const Outgoing& now) const;
-    void flush(Outgoing& now) const;
+    void flush(Outgoing& now);
 
     void recordMessage(const ChainMessage& message, bool isRewritten, DiagnosticLog& recorder);
     void recordDrop();

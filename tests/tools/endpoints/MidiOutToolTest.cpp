@@ -227,6 +227,12 @@ TEST_F(MidiOutToolTest, tellsTheFlightRecorderWhatItSendsAndWhatIsRefused) {
         << "a status is recorded when it changes";
     out.connectToDestination(56);
     EXPECT_EQ(events.take(), Texts{"14: 2 0 56 0 0"});
+    out.connectToDestination(55);
+    probe.send({0x90, 60, 1}, false);
+    out.releaseDestination();
+    events.take();
+    probe.sendEmpty(true);
+    EXPECT_EQ(events.take(), Texts{"14: 2 5 0 0 0"}) << "a batch that can't leave any more";
 }
 
 TEST_F(MidiOutToolTest, reportsWhatTheServiceRefuses) {
