@@ -48,7 +48,8 @@ public:
     /// Replaces all bindings.
     void setBindings(Map next);
 
-    /// Replaces one tool's bindings; none removes its entry.
+    /// Replaces one tool's bindings; none removes its entry. Without one for the bypass, what was learned of the
+    /// bypass's controller is forgotten.
     void setBindings(const UUID& toolID, ToolBindings next);
 
     /// Hands each binding of the tool on this controller to `use`. No lock, no allocation.
@@ -70,6 +71,9 @@ private:
         CCBinding binding;
     };
     using Flat = std::vector<FlatEntry>;
+
+    template <class Edit>
+    void replace(Edit edit);
 
     Guarded<Map> map;
     Published<Flat> flat;

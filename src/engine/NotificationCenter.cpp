@@ -8,20 +8,25 @@ NotificationCenter& NotificationCenter::shared() {
 }
 
 NotificationCenter::Token NotificationCenter::observe(std::string_view name, Observer observer) {
-    observers[std::string(name)].push_back({++lastToken, std::move(observer)});
-    return lastToken;
+    return entries.with([&](Register& held) {
+        held.observers[std::string(name)].push_back({++held.lastToken, std::move(observer)});
+        return held.lastToken;
+    });
 }
 
 void NotificationCenter::stopObserving(Token token) {
-    for (auto& [name, entries] : observers)
-        std::erase_if(entries, [token](const Entry& entry) { return entry.token == token; });
+    entries.with([token](Register& held) {
+        for (auto& [name, observers] : held.observers)
+            std::erase_if(observers, [token](const Entry& entry) { return entry.token == token; });
+    });
 }
 
 void NotificationCenter::post(std::string_view name, const UUID& object) {
-    const auto found = observers.find(name);
-    if (found == observers.end()) return;
     // An observer may come or go while it is being told.
-    const std::vector<Entry> told = found->second;
+    const auto told = entries.with([name](const Register& held) {
+        const auto found = held.observers.find(name);
+        return found == held.observers.end() ? std::vector<Entry>{} : found->second;
+    });
     for (const Entry& entry : told) entry.observer(object);
 }
 

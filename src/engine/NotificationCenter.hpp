@@ -7,10 +7,12 @@
 #include <vector>
 
 #include "platform/UUID.hpp"
+#include "platform/concurrency/Guarded.hpp"
 
 namespace varnolex {
 
-/// Tells those who want to know that something happened, by name. Main thread.
+/// Tells those who want to know that something happened, by name. Any thread; observers are called on the thread that
+/// posts.
 class NotificationCenter {
 public:
     /// Receives the object that the notification is about; nil when it is about none.
@@ -29,8 +31,12 @@ private:
         Observer observer;
     };
 
-    std::map<std::string, std::vector<Entry>, std::less<>> observers;
-    Token lastToken = 0;
+    struct Register {
+        std::map<std::string, std::vector<Entry>, std::less<>> observers;
+        Token lastToken = 0;
+    };
+
+    Guarded<Register> entries;
 };
 
 }  // namespace varnolex

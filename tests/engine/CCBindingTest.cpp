@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <thread>
+
 #include "engine/BindingApplication.hpp"
 #include "engine/BypassToggleState.hpp"
 #include "engine/CCBinding.hpp"
@@ -101,6 +103,20 @@ TEST_F(CCBindingTest, tellsOfEveryChangeOfTheStore) {
     EXPECT_EQ(changes, 2);
 }
 
+TEST_F(CCBindingTest, losesNoChangeWhenSeveralThreadsMakeThem) {
+    std::vector<UUID> tools(100);
+    for (UUID& id : tools) id = runtime.makeUUID();
+    {
+        std::vector<std::jthread> threads;
+        for (std::size_t first = 0; first < 2; ++first)
+            threads.emplace_back([&tools, first] {
+                for (std::size_t index = first; index < tools.size(); index += 2)
+                    CCBindingStore::shared().setBindings(tools[index], {{"isEnabled", {1, "isEnabled", 0, 1}}});
+            });
+    }
+    EXPECT_EQ(CCBindingStore::shared().bindings().size(), tools.size());
+}
+
 TEST_F(CCBindingTest, togglesByAButtonAlsoWhileTheToolIsDisabled) {
     bind({{"isEnabled", {30, "isEnabled", 0, 1}}});
     std::vector<bool> states;
@@ -121,6 +137,10 @@ TEST_F(CCBindingTest, followsAKnobByItsLevelAndTellsOnlyOfChanges) {
     }
     EXPECT_THAT(states, ElementsAre(true, true, false, false, true));
     EXPECT_EQ(switched.size(), 2u);
+    bind({});
+    bind({{"isEnabled", {30, "isEnabled", 0, 1}}});
+    turn(30, 0);
+    EXPECT_TRUE(tool->isEnabled()) << "the first value of a new binding only fills the memory";
 }
 
 TEST(BypassToggleState, worksOutFromTheValuesWhatTheControllerIs) {
