@@ -165,10 +165,14 @@ private:
 
     [[gnu::noinline]] void trigger() {
         const KeystrokeSettings::RealTime now = current();
-        Runtime::current().postToMain(
-            [weak = weak_from_this(), key = now.down, action = now.actionType, slowness = now.slownessMs] {
-                if (const auto tool = weak.lock()) static_cast<KeystrokeTool&>(*tool).act(key, action, slowness);
-            });
+        Runtime::current().postToMain([weak = weak_from_this(), key = now.down, action = now.actionType,
+                                       slowness = now.slownessMs, run = runs.get()] {
+            const auto tool = weak.lock();
+            if (!tool) return;
+            auto& keystroke = static_cast<KeystrokeTool&>(*tool);
+            // A stop in the meantime would wait for no release: it comes at once.
+            keystroke.act(key, action, run == keystroke.runs.get() ? slowness : 0);
+        });
     }
 
     void act(const KeyEvent& key, std::int64_t action, std::int64_t slowness) {
@@ -194,9 +198,12 @@ private:
     }
 
     void releaseAll() {
+        runs.add(1);
         while (!releases.empty()) release(releases.begin());
     }
 
+    /// Counts the times that all keys were released. Written by the main thread.
+    SharedValue<std::uint32_t> runs{0};
     /// In the order of the presses. The main thread's.
     std::list<Release> releases;
 };

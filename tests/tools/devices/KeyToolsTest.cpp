@@ -167,6 +167,12 @@ TEST(KeystrokeTool, pressesAndReleasesInItsOwnTime) {
     probe.tool->setEnabled(false);
     EXPECT_EQ(stroke.posted(), (Keys{down, down, up, up})) << "no key stays down";
     EXPECT_EQ(probe.runtime.pendingItems(), 0u);
+
+    probe.tool->setEnabled(true);
+    probe.send({0x90, 60, 1});
+    probe.tool->stop();
+    EXPECT_EQ(stroke.posted(), (Keys{down, up})) << "the press was under way when the tool stopped";
+    EXPECT_EQ(probe.runtime.pendingItems(), 0u);
 }
 
 TEST(KeyNames, followTheLayout) {
