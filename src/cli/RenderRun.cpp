@@ -51,7 +51,8 @@ RenderRun::RenderRun(const PatchChoice& patch, std::uint64_t seed)
 RenderRun::~RenderRun() { isListening = false; }
 
 void RenderRun::connect(const MusicInput& input) {
-    for (const std::string& name : input.endpoints()) sources.push_back({service.plugSource({.displayName = name})});
+    sources.resize(input.endpoints().size());
+    plugSource(0, input);
     connectInputs(input);
     connectOutputs();
     heard.expect(input.packets().size());
@@ -63,9 +64,15 @@ void RenderRun::connectInputs(const MusicInput& input) {
     for (const auto& tool : toolsOf<MidiInTool>(*modular)) {
         const auto named = std::ranges::find(names, tool->settings().endpointName);
         const auto index = named == names.end() ? 0 : static_cast<std::size_t>(named - names.begin());
+        plugSource(index, input);
         tool->connectToSource(uniqueIDOf(sources[index].reference));
         sources[index].isHeard = true;
     }
+}
+
+void RenderRun::plugSource(std::size_t index, const MusicInput& input) {
+    MIDIEndpointRef& reference = sources[index].reference;
+    if (reference == 0) reference = service.plugSource({.displayName = input.endpoints()[index]});
 }
 
 void RenderRun::connectOutputs() {

@@ -52,6 +52,8 @@ public:
 
 private:
     void connectInputs(const MusicInput& input);
+    /// Only what is listened to, and "Input", needs a source: an input may name more endpoints than a system has.
+    void plugSource(std::size_t index, const MusicInput& input);
     void connectOutputs();
     std::int32_t uniqueIDOf(MIDIEndpointRef endpoint);
     void hear(const PacketListView& packets, std::uint32_t endpoint);
