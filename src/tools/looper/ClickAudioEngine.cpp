@@ -49,9 +49,13 @@ void ClickAudioEngine::setVolume(double factor) {
 }
 
 void ClickAudioEngine::selectDevice(const std::optional<std::string>& uid) {
-    if (uid == selected) return;
-    selected = uid;
-    if (consumers > 0) update();
+    const std::optional<std::string> wanted = uid.value_or("").empty() ? std::nullopt : uid;
+    if (wanted == selected) return;
+    selected = wanted;
+    const auto listed = availableDevices();
+    const bool isThere = !selected || std::ranges::find(listed, *selected, &AudioOutputDevice::uid) != listed.end();
+    // A device that isn't there doesn't silence the one that plays.
+    if (consumers > 0 && (isThere || !isRunning())) update();
 }
 
 void ClickAudioEngine::update() {

@@ -30,7 +30,8 @@ public:
     /// 1 is the full volume. Any thread.
     void setVolume(double factor);
 
-    /// Takes the device with this UID from now on, whether or not it is there; none is the system's default.
+    /// Takes the device with this UID from now on; none, or an empty one, is the system's default. One that isn't there
+    /// is remembered for the next start.
     void selectDevice(const std::optional<std::string>& uid);
     const std::optional<std::string>& selectedDeviceUID() const { return selected; }
     std::vector<AudioOutputDevice> availableDevices() { return output->devices(); }

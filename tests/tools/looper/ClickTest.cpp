@@ -99,6 +99,12 @@ TEST_P(ClickTest, countsInWithoutAMetronome) {
     EXPECT_EQ(output->usedDevice(), "a");
     probe.set("metronomeDeviceUID", "gone");
     EXPECT_EQ(engine->selectedDeviceUID(), "gone");
+    EXPECT_TRUE(engine->isRunning()) << "on the device that is there";
+    probe.set("metronomeDeviceUID", "");
+    EXPECT_EQ(output->usedDevice(), "b") << "the default one";
+    probe.set("preCountBars", 0);
+    probe.set("metronomeDeviceUID", "gone");
+    probe.set("metronome", true);
     EXPECT_FALSE(engine->isRunning());
 }
 
@@ -166,6 +172,8 @@ TEST(SystemAudioOutput, neverWaitsForADevice) {
         return engine.isRunning();
     })) << "it is asked for again";
     engine.selectDevice("gone");
+    engine.stop();
+    engine.start();
     EXPECT_TRUE(comesTrue([&] { return !engine.isRunning(); }));
 }
 
