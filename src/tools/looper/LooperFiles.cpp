@@ -11,6 +11,9 @@ constexpr std::size_t headSize = 2;
 constexpr std::size_t noteSize = 5;
 constexpr std::size_t rawSize = 4;
 
+/// Halving and doubling may leave events behind the loop's end, but no farther than this, which a MIDI file can tell.
+constexpr std::int64_t farthestTick = 2 * std::int64_t{longestLoop};
+
 /// One field after the other of the list, each held to its range.
 class ListReader {
 public:
@@ -34,7 +37,7 @@ void readLoop(std::span<const std::int64_t> list, LoopBuffer& loop) {
     ListReader reader(list);
     loop.lengthInTicks = reader.next<std::uint32_t>(1, longestLoop);
     auto notes = reader.next<std::size_t>(0, loop.events.capacity);
-    const auto tick = [&] { return reader.next<std::uint32_t>(0, UINT32_MAX); };
+    const auto tick = [&] { return reader.next<std::uint32_t>(0, farthestTick); };
     const auto byte = [&](std::int64_t high) { return reader.next<std::uint8_t>(0, high); };
     for (; notes > 0; --notes) {
         LooperNoteEvent event{tick(), byte(127), byte(127), byte(15), 1};

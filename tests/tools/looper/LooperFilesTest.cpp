@@ -76,8 +76,9 @@ TEST(LooperFiles, documentsKeepTheLoopToTheTick) {
     EXPECT_EQ(other.transport(), LooperTransport::stopped);
     other.tool->adoptContent(std::vector<std::int64_t>{96, 0});
     EXPECT_EQ(other.tool->content(), list) << "a loop that is there isn't replaced";
-    for (const std::vector<std::int64_t>& bad : std::vector<std::vector<std::int64_t>>{
-             {}, {0, 0}, {96}, {96, 1}, {96, 1, 0, 128, 1, 0, 1}, {96, 0, 1, 0x90}, {96, -1}, {96, 99999999}})
+    using List = std::vector<std::int64_t>;
+    const List loud{96, 1, 0, 128, 1, 0, 1}, far{96, 1, 200'000'000, 60, 1, 0, 1};
+    for (const List& bad : {List{}, {0, 0}, {96}, {96, 1}, loud, far, {96, 0, 1, 0x90}, {96, -1}, {96, 99999999}})
         EXPECT_THROW(LooperProbe().tool->adoptContent(bad), ParameterError);
 }
 
