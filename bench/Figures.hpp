@@ -14,7 +14,8 @@ using Figures = std::vector<Figure>;
 /// Nodes in series, one alone, and branches side by side.
 void measureWalks(const Effort& effort, Figures& figures);
 
-/// Each kind of tool that answers within the call.
+/// Each kind of tool that answers within the call: what a message costs that is taken in or handed on, whichever are
+/// more.
 void measureTools(const Effort& effort, Figures& figures);
 
 /// A message through a script, in simulated time and in live work, against the engine's own bare call.
