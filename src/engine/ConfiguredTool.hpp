@@ -80,10 +80,12 @@ protected:
     /// Any thread: the settings as last published.
     RealTime current() const { return snapshot.read(); }
 
-    /// Any thread: one of them alone, of a word at most.
-    template <class Field>
-    Field current(Field RealTime::*field) const {
-        return snapshot.read(field);
+    /// Under the walk's lock: the settings as last published. They stand in one place and are copied only when they
+    /// have changed, so a look at some of them costs no more than these; the next call may put newer ones there.
+    const RealTime& settingsInWalk() const {
+        if (snapshot.version() != walk.version) [[unlikely]]
+            takeSettings();
+        return walk.settings;
     }
 
     const Lives& live() const { return lives; }
@@ -124,6 +126,11 @@ private:
         settingsDidChange(before);
     }
 
+    [[gnu::noinline]] void takeSettings() const {
+        walk.version = snapshot.version();
+        walk.settings = snapshot.read();
+    }
+
     const Parameter* liveRow(std::string_view key) const {
         for (const Parameter& row : definition().parameters)
             if (row.live && row.liveKey() == key) return &row;
@@ -133,22 +140,39 @@ private:
     Settings stored;
     Snapshot<RealTime> snapshot;
     mutable Lives lives;
+
+    /// What walks have taken of the snapshot; touched by them only.
+    struct InWalk {
+        std::uint64_t version = 0;
+        RealTime settings{};
+    };
+    mutable InWalk walk;
 };
+
+// Hardly any live value is set, and what is to be done with one that is would only be in the way of those that aren't.
+
+[[gnu::noinline, gnu::cold]] inline int roundedSetLive(const LiveValue& live, int stored) {
+    const double value = live.get().value_or(stored);
+    return clampedInt(-1'000'000, 1'000'000, std::isfinite(value) ? value : stored);
+}
+
+[[gnu::noinline, gnu::cold]] inline int clampedSetLive(int low, int high, const LiveValue& live, std::int64_t stored) {
+    return clampedInt(low, high, live.get().value_or(static_cast<double>(stored)));
+}
 
 /// A live value as it stands, else the stored one, rounded to the nearest integer (halves away from zero) without
 /// limits of its own. A live value that isn't finite counts as not set; one beyond any use is limited.
 inline int roundedLive(const LiveValue& live, int stored) {
     if (!live.isSet()) [[likely]]
         return stored;
-    const double value = live.get().value_or(stored);
-    return clampedInt(-1'000'000, 1'000'000, std::isfinite(value) ? value : stored);
+    return roundedSetLive(live, stored);
 }
 
 /// A live value as it stands, else the stored one, rounded and limited to [low, high].
 inline int clampedLive(int low, int high, const LiveValue& live, std::int64_t stored) {
     if (!live.isSet()) [[likely]]
         return static_cast<int>(std::clamp<std::int64_t>(stored, low, high));
-    return clampedInt(low, high, live.get().value_or(static_cast<double>(stored)));
+    return clampedSetLive(low, high, live, stored);
 }
 
 }  // namespace varnolex

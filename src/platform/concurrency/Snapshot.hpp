@@ -47,23 +47,8 @@ public:
         }
     }
 
-    /// One field alone, of at most a word, for whoever needs no more. Any thread.
-    template <class Field>
-    Field read(Field Value::*field) const noexcept {
-        static_assert(sizeof(Field) <= wordSize && alignof(Field) <= wordSize);
-        if constexpr (wordCount == 1) return read().*field;
-        Value value;
-        const auto* const place = reinterpret_cast<const std::byte*>(&(value.*field));
-        const auto offset = static_cast<std::size_t>(place - reinterpret_cast<const std::byte*>(&value));
-        for (;;) {
-            const std::uint64_t version = published.load(std::memory_order_acquire);
-            const Slot& slot = slots[version % slotCount];
-            copyWord(slot, offset / wordSize, value);
-            if ((offset + sizeof(Field) - 1) / wordSize != offset / wordSize)
-                copyWord(slot, offset / wordSize + 1, value);
-            if (wasWhole(version)) return value.*field;
-        }
-    }
+    /// Grows with every publication; what is read afterwards is of this version or a newer one. Any thread.
+    std::uint64_t version() const noexcept { return published.load(std::memory_order_acquire); }
 
 private:
     static constexpr std::size_t wordSize = sizeof(std::uint64_t);

@@ -110,7 +110,7 @@ public:
     void process(const ChainMessage& message, ToolChain& chain) override {
         lastTimeStamp = message.timeStamp;
         if (message.isClockTick()) return countTick(message, chain);
-        const LFOSettings::Passing now = current(&LFOSettings::Reduced::passing);
+        const LFOSettings::Passing& now = settingsInWalk().passing;
         if (!now.syncToMidiClock && !isTicking()) [[unlikely]]
             startTicks();
         if (!message.isEmptyCarrier()) listen(message, now);
@@ -122,7 +122,7 @@ protected:
         if (before.syncToMidiClock != settings().syncToMidiClock) inWalkOf(*this, [this] { updateTicks(); });
     }
 
-    bool wantsTicks() const override { return !current(&LFOSettings::Reduced::passing).syncToMidiClock; }
+    bool wantsTicks() const override { return !settingsInWalk().passing.syncToMidiClock; }
 
     void tick(ToolChain& chain) override {
         const LFOSettings::Reduced now = current();
@@ -151,7 +151,7 @@ private:
         chain.forward(tick);
     }
 
-    void listen(const ChainMessage& message, LFOSettings::Passing now) {
+    void listen(const ChainMessage& message, const LFOSettings::Passing& now) {
         const std::uint8_t voice = message.kind();
         if (voice == 0x80 || voice == 0x90 || voice == 0xB0) lastChannel = message.channel();
         if (!now.triggeredMode || !message.isNoteOn()) return;

@@ -80,7 +80,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isController()) return chain.forward(message);
-        const Settings::Reduced now = current();
+        const Settings::Reduced& now = settingsInWalk();
         const int source = sourceNumber(now);
         if (source != anyController && source != message.data1()) return chain.forward(message);
 

@@ -72,7 +72,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isController()) return chain.forward(message);
-        const Settings now = current();
+        const Settings& now = settingsInWalk();
         if (message.data1() != clampedLive(0, 127, live().sourceCC, now.sourceCC)) return chain.forward(message);
         if (now.fromChannelOnly && message.channel() != now.fromChannel) return chain.forward(message);
 
@@ -80,7 +80,6 @@ public:
         const int high = clampedLive(0, 127, live().limitMax, now.limitMax);
         const int value = now.inverse ? 127 - message.data2() : message.data2();
         if (now.limitEnabled && (value < low || value > high)) return chain.forward(message.dropped());
-        if (now.duplicateOriginal) chain.forward(message);
         const int scaled = now.scaleEnabled ? scale(value, low, high, now) : value;
         const int number = now.setController ? clampedLive(0, 127, live().destCC, now.destCC) : message.data1();
         const int channel = now.setChannel ? clampedLive(0, 15, live().channelValue, now.channelValue)  //
@@ -88,6 +87,7 @@ public:
         const ShortMessage rewritten = ShortMessage::controller(static_cast<std::uint8_t>(channel),  //
                                                                 static_cast<std::uint8_t>(number),
                                                                 static_cast<std::uint8_t>(std::clamp(scaled, 0, 127)));
+        if (now.duplicateOriginal) chain.forward(message);
         chain.forward(message.carrying(rewritten));
     }
 

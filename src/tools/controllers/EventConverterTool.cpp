@@ -1,5 +1,4 @@
 #include <array>
-#include <optional>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
@@ -14,7 +13,9 @@ namespace {
 
 struct EventConverterSettings {
     struct Reduced {
-        std::uint8_t inputType;
+        /// Bit n: whether statuses whose high nibble is n are to be converted.
+        std::uint16_t inputKinds;
+        bool takesControllers;
         std::uint8_t outputType;
         std::uint8_t inputCC;
         std::uint8_t outputCC;
@@ -32,9 +33,7 @@ struct EventConverterSettings {
     bool duplicate = false;
     bool exchange = false;
 
-    Reduced realTime() const {
-        return {choiceByte(inputType), choiceByte(outputType), inputCC, outputCC, duplicate, exchange};
-    }
+    Reduced realTime() const;
 };
 
 enum EventType : std::uint8_t { note, controller, keyPressure, channelPressure, pitchBend, program };
@@ -57,24 +56,14 @@ constexpr std::array table{
     toggle<&Settings::exchange>("exchange"),
 };
 
-constexpr std::optional<std::uint8_t> typeOf(std::uint8_t kind) {
-    switch (kind) {
-        case 0x80:
-        case 0x90:
-            return note;
-        case 0xA0:
-            return keyPressure;
-        case 0xB0:
-            return controller;
-        case 0xC0:
-            return program;
-        case 0xD0:
-            return channelPressure;
-        case 0xE0:
-            return pitchBend;
-        default:
-            return std::nullopt;
-    }
+/// By the status byte's high nibble, for each type.
+constexpr std::array<std::uint16_t, 6> kindsOfType{
+    1 << 0x8 | 1 << 0x9, 1 << 0xB, 1 << 0xA, 1 << 0xD, 1 << 0xE, 1 << 0xC};
+
+Settings::Reduced EventConverterSettings::realTime() const {
+    const std::uint8_t type = choiceByte(inputType);
+    const std::uint16_t kinds = type < kindsOfType.size() ? kindsOfType[type] : std::uint16_t{0};
+    return {kinds, type == controller, choiceByte(outputType), inputCC, outputCC, duplicate, exchange};
 }
 
 class EventConverterTool final : public ConfiguredTool<Settings, Lives> {
@@ -82,18 +71,18 @@ public:
     EventConverterTool() : ConfiguredTool(eventConverterDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const Settings::Reduced now = current();
+        const Settings::Reduced& now = settingsInWalk();
         if (!accepts(message, now)) return chain.forward(message);
-        if (now.duplicate) chain.forward(message);
-        if (now.outputType > program) return chain.forward(message);
+        const bool isKnown = now.outputType <= program;
         const ShortMessage made = convert(message, now);
-        chain.forward(message.carrying(made));
+        if (now.duplicate) chain.forward(message);
+        chain.forward(isKnown ? message.carrying(made) : message);
     }
 
 private:
     bool accepts(const ChainMessage& message, const Settings::Reduced& now) const {
-        if (message.length < 2 || typeOf(message.kind()) != now.inputType) return false;
-        if (now.inputType != controller) return true;
+        if (message.length < 2 || (now.inputKinds >> (message.status() >> 4) & 1) == 0) return false;
+        if (!now.takesControllers) return true;
         const int wanted = clampedLive(0, 127, live().inputCC, now.inputCC);
         return wanted == 0 || message.data1() == wanted;
     }

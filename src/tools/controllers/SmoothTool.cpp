@@ -86,7 +86,7 @@ private:
     /// Takes a controller's new value; if it doesn't pass, it is where the controller is to glide.
     bool passesAtOnce(std::uint16_t key, int value) {
         Glide& glide = glides[key];
-        const int threshold = clampedLive(0, 127, live().threshold, current(&SmoothSettings::Reduced::threshold));
+        const int threshold = clampedLive(0, 127, live().threshold, settingsInWalk().threshold);
         const bool passes = !glide.isKnown || static_cast<int>(std::abs(value - glide.current)) <= threshold;
         glide = {passes ? value : glide.current, static_cast<double>(value), true};
         if (passes)
@@ -108,7 +108,7 @@ private:
 
     /// Whole milliseconds, at least 1. What isn't a number counts as the shortest time.
     double effectiveSlew() const {
-        const double ridden = live().slewMs.get().value_or(current(&SmoothSettings::Reduced::slewMs));
+        const double ridden = live().slewMs.get().value_or(settingsInWalk().slewMs);
         if (std::isnan(ridden)) return 1;
         return std::max(1.0, std::trunc(std::clamp(ridden, 0.0, double{SmoothSettings::longestSlew})));
     }

@@ -113,7 +113,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isController()) return chain.forward(message);
-        const Settings::Reduced now = current();
+        const Settings::Reduced& now = settingsInWalk();
         const Span thresholds{clampedLive(0, 127, live().lowThreshold, now.lowThreshold),
                               clampedLive(0, 127, live().highThreshold, now.highThreshold)};
         if (!passes(now.mode, message.data2(), thresholds)) return chain.forward(message.dropped());

@@ -126,14 +126,15 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.isEmptyCarrier()) return chain.forward(message);
-        const Settings::Reduced now = current();
+        const Settings::Reduced& now = settingsInWalk();
         const Gesture gesture = gestureOf(message, now);
+        const bool goesOn = now.forwardOriginal;
         const bool moves = gesture == Gesture::press || (gesture == Gesture::release && now.mode == momentary);
         if (moves) {
             isOn = gesture == Gesture::press && (now.mode == momentary || !isOn);
             emit(message, now, chain);
         }
-        if (now.forwardOriginal) return chain.forward(message);
+        if (goesOn) return chain.forward(message);
         if (!moves) chain.forward(message.dropped());
     }
 

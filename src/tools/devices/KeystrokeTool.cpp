@@ -140,7 +140,7 @@ private:
     };
 
     bool isTrigger(const ChainMessage& message) const {
-        const KeystrokeSettings::Trigger now = current(&KeystrokeSettings::RealTime::trigger);
+        const KeystrokeSettings::Trigger& now = settingsInWalk().trigger;
         if (now.channel != 0 && now.channel != message.channel() + 1) return false;
         const std::uint8_t data1 = message.length > 1 ? message.data1() : 0;
         const std::uint8_t data2 = message.length > 2 ? message.data2() : 0;
@@ -164,7 +164,7 @@ private:
     }
 
     [[gnu::noinline]] void trigger() {
-        const KeystrokeSettings::RealTime now = current();
+        const KeystrokeSettings::RealTime& now = settingsInWalk();
         Runtime::current().postToMain([weak = weak_from_this(), key = now.down, action = now.actionType,
                                        slowness = now.slownessMs, run = runs.get()] {
             const auto tool = weak.lock();

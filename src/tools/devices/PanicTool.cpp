@@ -50,7 +50,7 @@ void PanicTool::process(const ChainMessage& message, ToolChain& chain) {
 }
 
 bool PanicTool::isTrigger(const ChainMessage& message) const {
-    const PanicSettings now = current();
+    const PanicSettings& now = settingsInWalk();
     const int controller =
         roundedLive(live().triggerCC, static_cast<int>(std::clamp<std::int64_t>(now.triggerCC, -1, 128)));
     return controller >= 0 && message.data1() == controller &&

@@ -24,7 +24,7 @@ ChannelRouterTool::ChannelRouterTool() : ConfiguredTool(channelRouterDefinition)
 void ChannelRouterTool::process(const ChainMessage& message, ToolChain& chain) {
     if (!isOnChannel(message)) return chain.forward(message);
     // A record may hold numbers that are no channels.
-    const int channel = current().channelMap[message.channel()] & 0x0F;
+    const int channel = settingsInWalk().channelMap[message.channel()] & 0x0F;
     const ShortMessage moved(static_cast<std::uint8_t>(message.kind() | channel), message);
     chain.forward(message.carrying(moved));
 }

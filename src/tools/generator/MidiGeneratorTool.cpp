@@ -98,7 +98,7 @@ MidiGeneratorTool::MidiGeneratorTool()
 }
 
 void MidiGeneratorTool::process(const ChainMessage& message, ToolChain& chain) {
-    const GeneratorTrigger trigger = current(&GeneratorRules::trigger);
+    const GeneratorTrigger& trigger = settingsInWalk().trigger;
     if (trigger.mode != GeneratorTrigger::Mode::manual && isTrigger(trigger, message))
         running.get() ? stopRun(chain) : startRun(Passes::asSet, chain);
     chain.forward(message);
@@ -196,7 +196,7 @@ void MidiGeneratorTool::startRun(Passes wanted, ToolChain& chain) {
 void MidiGeneratorTool::stopRun(ToolChain& chain) {
     running.set(false);
     endNotes(chain);
-    if (current(&GeneratorRules::panicOnStop)) panic(chain);
+    if (settingsInWalk().panicOnStop) panic(chain);
 }
 
 void MidiGeneratorTool::endNotes(ToolChain& chain) {
@@ -309,7 +309,7 @@ void MidiGeneratorTool::wasPlayed(const ChainMessage& message, const GeneratorEv
 }
 
 void MidiGeneratorTool::deliver(const ChainMessage& message, ToolChain& chain) const {
-    current(&GeneratorRules::injectFromTop) ? chain.send(message) : chain.forward(message);
+    settingsInWalk().injectFromTop ? chain.send(message) : chain.forward(message);
 }
 
 void MidiGeneratorTool::scheduleNoteEnd() {

@@ -86,14 +86,14 @@ protected:
 
 private:
     void begin(const ChainMessage& message, ToolChain& chain) {
-        const SoundingChord chord(message.data1() & 0x7F, current());
+        const SoundingChord chord(message.data1() & 0x7F, settingsInWalk());
         activeChords.inWalk()[message.noteKey()] = chord;
         forward(message, chord.hasRoot, chord, message.status(), message.data2(), chain);
     }
 
     void end(const ChainMessage& message, ToolChain& chain) {
         const SoundingChord chord = std::exchange(activeChords.inWalk()[message.noteKey()], {});
-        const bool endsRoot = chord.hasRoot || !current(&ChordSettings::Reduced::suppressRoot);
+        const bool endsRoot = chord.hasRoot || !settingsInWalk().suppressRoot;
         forward(message, endsRoot, chord, static_cast<std::uint8_t>(0x80 | message.channel()), 0, chain);
     }
 

@@ -1,5 +1,4 @@
 #include <array>
-#include <optional>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
@@ -14,10 +13,9 @@ namespace varnolex {
 namespace {
 
 struct ScaleSettings {
-    /// Reduced to what makes a difference, and small, since every note that passes reads it.
+    /// What becomes of each note.
     struct Reduced {
-        MusicalScale scale;
-        std::uint8_t direction;
+        std::array<std::uint8_t, 128> notes;
     };
 
     /// A pitch class.
@@ -33,8 +31,13 @@ struct ScaleSettings {
 
     Reduced realTime() const {
         const PitchClassSet steps = stepsOfScale(scaleType, PitchClassSet::fromMask(customMask));
+        const MusicalScale scale(pitchClassOf(rootKey), steps);
         const bool isKnown = direction >= 0 && direction < scaleNowhere;
-        return {{pitchClassOf(rootKey), steps}, static_cast<std::uint8_t>(isKnown ? direction : scaleNowhere)};
+        Reduced reduced{};
+        for (std::uint8_t note = 0; note < reduced.notes.size(); ++note)
+            reduced.notes[note] =
+                scale.quantized(note, isKnown ? static_cast<ScaleDirection>(direction) : scaleNowhere);
+        return reduced;
     }
 };
 
@@ -54,22 +57,18 @@ public:
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isNote()) return chain.forward(message);
         NoteMap& sounding = noteMap.inWalk();
-        const auto began = message.isNoteOn() ? std::nullopt : sounding.take(message.noteKey());
-        std::uint8_t note = began ? began->note : message.data1();
+        std::uint8_t note = message.data1();
         if (message.isNoteOn()) {
-            note = quantized(message.data1() & 0x7F);
+            note = settingsInWalk().notes[note & 0x7F];
             sounding.put(message.noteKey(), {message.channel(), note});
+        } else if (const auto began = sounding.take(message.noteKey())) {
+            note = began->note;
         }
         const ShortMessage moved(message.status(), note, message.data2());
         chain.forward(message.carrying(moved));
     }
 
 private:
-    std::uint8_t quantized(int note) const {
-        const ScaleSettings::Reduced now = current();
-        return now.scale.quantized(static_cast<std::uint8_t>(note), static_cast<ScaleDirection>(now.direction));
-    }
-
     /// What each sounding key became.
     WalkState<NoteMap> noteMap;
 };

@@ -63,7 +63,7 @@ void LooperTool::halveLoop() {
 void LooperTool::requestInWalk(LooperAction action, Outlet outlet) {
     const bool runs = state.transport == LooperTransport::recording || state.transport == LooperTransport::playing ||
                       state.transport == LooperTransport::overdubbing;
-    if (runs && action != LooperAction::clear && current(&LooperSnapshot::launchQuantize) >= 1)
+    if (runs && action != LooperAction::clear && settingsInWalk().launchQuantize >= 1)
         state.pendingAction = action;
     else
         performAction(action, outlet);
@@ -97,7 +97,7 @@ void LooperTool::startRecording() {
     state.pendingRecordNotes.clear();
     history.loop().clear();
     showFromStart();
-    const std::int32_t bars = current(&LooperSnapshot::preCountBars);
+    const std::int32_t bars = settingsInWalk().preCountBars;
     state.preCountTicksRemaining = bars < 1 ? 0 : static_cast<std::uint64_t>(bars) * ticksPerBar;
     state.transport = bars < 1 ? LooperTransport::recording : LooperTransport::counting;
 }

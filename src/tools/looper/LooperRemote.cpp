@@ -20,14 +20,14 @@ double percentOf(std::uint8_t value) { return value * 100.0 / 127.0; }
 bool LooperTool::isRemote(std::uint8_t number) const {
     if (number >= 128) return false;
     const auto numbers = number < 64 ? &LooperSnapshot::remoteNumbers : &LooperSnapshot::highRemoteNumbers;
-    return (current(numbers) >> (number % 64) & 1) != 0;
+    return (settingsInWalk().*numbers >> (number % 64) & 1) != 0;
 }
 
 void LooperTool::handleRemoteCC(const ChainMessage& message, ToolChain& chain) {
     const ControllerHistory::Turn turn = lastCC.take(message);
     if (!isRemote(message.data1())) return;
     const Outlet outlet{&chain, Runtime::current().hostTime()};
-    const RemoteMapping remote = current().remote;
+    const RemoteMapping remote = settingsInWalk().remote;
     const std::uint8_t number = message.data1();
     if (remote.hasTrigger && number == remote.triggerCC) return handleTrigger(remote, turn, outlet);
     if (number == 0) return;
@@ -48,7 +48,7 @@ void LooperTool::pressButton(RemoteSlot slot, Outlet outlet) {
         case RemoteSlot::record:
             if (state.transport != LooperTransport::recording) return requestInWalk(LooperAction::record, outlet);
             requestInWalk(LooperAction::play, outlet);
-            if (current(&LooperSnapshot::postRecordAction) == 1) requestInWalk(LooperAction::overdub, outlet);
+            if (settingsInWalk().postRecordAction == 1) requestInWalk(LooperAction::overdub, outlet);
             return;
         case RemoteSlot::play:
             return requestInWalk(LooperAction::play, outlet);

@@ -63,7 +63,8 @@ void LooperTool::takeChannelMessage(const ChainMessage& message, ToolChain& chai
     else if (message.isNoteEnd())
         // A key that was held when the recording ended must not be taken for one that is pressed in the next.
         state.pendingRecordNotes.take(message.noteKey());
-    hand(isHeard(transport) ? message : message.dropped(), chain);
+    if (!isHeard(transport)) return hand(message.dropped(), chain);
+    hand(message, chain);
 }
 
 void LooperTool::record(const ChainMessage& message) {
@@ -81,7 +82,7 @@ void LooperTool::record(const ChainMessage& message) {
 }
 
 bool LooperTool::isHeard(LooperTransport transport) const {
-    switch (current(&LooperSnapshot::inputMonitor)) {
+    switch (settingsInWalk().inputMonitor) {
         case 0:
             return true;
         case 2:

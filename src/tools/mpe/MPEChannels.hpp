@@ -27,6 +27,9 @@ struct MPEChannels {
         return {0, 1, count};
     }
 
+    /// Bit n: whether channel n is a member.
+    constexpr unsigned members() const { return ((1u << count) - 1) << first; }
+
     constexpr bool hasMember(int channel) const { return channel >= first && channel < first + count; }
 };
 

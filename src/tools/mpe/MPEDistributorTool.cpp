@@ -1,6 +1,5 @@
 #include <array>
 #include <optional>
-#include <utility>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
@@ -40,8 +39,7 @@ public:
         if (message.isNoteOn()) return begin(message, chain);
         if (message.isNoteEnd()) return end(message, chain);
         if (!concernsAll(message)) return chain.forward(message);
-        const std::uint8_t master =
-            zoneTypeOf(current(&MPEDistributorSettings::zoneType)) == MPEZoneType::upper ? 15 : 0;
+        const std::uint8_t master = zoneTypeOf(settingsInWalk().zoneType) == MPEZoneType::upper ? 15 : 0;
         const ShortMessage moved(static_cast<std::uint8_t>(message.kind() | master), message);
         chain.forward(message.carrying(moved));
     }
@@ -59,10 +57,11 @@ private:
     }
 
     void begin(const ChainMessage& message, ToolChain& chain) {
-        const MPEDistributorSettings now = current();
+        const MPEDistributorSettings& now = settingsInWalk();
         const SentZone zone{zoneTypeOf(now.zoneType), now.memberCount};
         const auto channels = MPEChannels::of(zone.type, zone.memberCount);
-        const bool isNews = now.autoSendConfig && std::exchange(sentZone, zone) != zone;
+        const bool isNews = now.autoSendConfig && sentZone != zone;
+        if (isNews) sentZone = zone;
         const MPEVoices::Allocation voice = voices.allocate(message.noteKey(), channels);
         if (isNews) sendConfiguration(message, channels, now, chain);
         if (voice.stolen) {
@@ -73,7 +72,7 @@ private:
         chain.forward(message.carrying(on));
     }
 
-    static void sendConfiguration(const ChainMessage& cause, const MPEChannels& zone, const MPEDistributorSettings& now,
+    static void sendConfiguration(const ChainMessage& cause, const MPEChannels& zone, MPEDistributorSettings now,
                                   ToolChain& chain) {
         for (const ShortMessage& change : registeredParameter(zone.master, zoneSizeParameter, now.memberCount))
             chain.forward(cause.notLast().carrying(change));

@@ -52,7 +52,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length < 2 || message.length > 3 || message.kind() == 0xF0) return chain.forward(message);
-        const MPEMergeSettings::Reduced now = current();
+        const MPEMergeSettings::Reduced& now = settingsInWalk();
         if (!now.zone.hasMember(message.channel())) return chain.forward(message);
         collapse(message, now, chain);
     }

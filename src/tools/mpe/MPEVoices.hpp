@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <optional>
 
@@ -25,8 +26,7 @@ public:
     /// Finds a channel for a note: the first member that is free, else that of the voice that began first. A further
     /// note of the same key takes the voice over. `key` is the note's key (note + 128 x channel).
     Allocation allocate(std::uint16_t key, const MPEChannels& zone) {
-        for (std::uint8_t channel = zone.first; zone.hasMember(channel); ++channel)
-            if (!voices[channel].isSounding()) return store(key, {channel});
+        if (const unsigned free = zone.members() & ~sounding) return store(key, {firstOf(free)});
         const auto oldest = oldestChannel();
         if (!oldest) return {1};
         const std::uint16_t ended = voices[*oldest].key;
@@ -35,9 +35,10 @@ public:
 
     /// Ends the voice of a key and returns its channel.
     std::optional<std::uint8_t> release(std::uint16_t key) {
-        for (std::uint8_t channel = 0; channel < voices.size(); ++channel) {
-            if (!voices[channel].isSounding() || voices[channel].key != key) continue;
-            voices[channel] = {};
+        for (unsigned left = sounding; left != 0; left &= left - 1) {
+            const std::uint8_t channel = firstOf(left);
+            if (voices[channel].key != key) continue;
+            sounding &= ~(1u << channel);
             return channel;
         }
         return std::nullopt;
@@ -46,29 +47,31 @@ public:
 private:
     struct Voice {
         std::uint16_t key = 0;
-        /// When it began, in allocations; 0 for none.
+        /// When it began, in allocations.
         std::uint64_t lastUsedTick = 0;
-
-        bool isSounding() const { return lastUsedTick != 0; }
     };
+
+    static std::uint8_t firstOf(unsigned channels) { return static_cast<std::uint8_t>(std::countr_zero(channels)); }
 
     Allocation store(std::uint16_t key, const Allocation& made) {
         release(key);
         voices[made.channel] = {key, ++lruTick};
+        sounding |= 1u << made.channel;
         return made;
     }
 
     std::optional<std::uint8_t> oldestChannel() const {
         std::optional<std::uint8_t> oldest;
-        for (std::uint8_t channel = 0; channel < voices.size(); ++channel)
-            if (voices[channel].isSounding() &&
-                (!oldest || voices[channel].lastUsedTick < voices[*oldest].lastUsedTick))
-                oldest = channel;
+        for (unsigned left = sounding; left != 0; left &= left - 1) {
+            const std::uint8_t channel = firstOf(left);
+            if (!oldest || voices[channel].lastUsedTick < voices[*oldest].lastUsedTick) oldest = channel;
+        }
         return oldest;
     }
 
-    /// By channel.
+    /// By channel; bit n of `sounding` tells whether the one of channel n counts.
     std::array<Voice, 16> voices;
+    unsigned sounding = 0;
     std::uint64_t lruTick = 0;
 };
 

@@ -22,9 +22,11 @@ public:
     }
 
     void release(std::uint8_t note) {
-        const auto kept =
-            std::remove_if(keys.begin(), keys.begin() + count, [note](const Key& key) { return key.note == note; });
-        count = kept - keys.begin();
+        // There are few, mostly.
+        std::ptrdiff_t kept = 0;
+        for (std::ptrdiff_t index = 0; index < count; ++index)
+            if (keys[index].note != note) keys[kept++] = keys[index];
+        count = kept;
     }
 
     bool isEmpty() const { return count == 0; }

@@ -62,7 +62,7 @@ public:
 
 private:
     void sendBend(const ChainMessage& message, ToolChain& chain) {
-        const MicroTunerSettings::Reduced now = current();
+        const MicroTunerSettings::Reduced& now = settingsInWalk();
         const int cents = now.tuningCents[(message.data1() & 0x7F) % 12];
         if (cents == 0) return;
         const int range = clampedLive(1, widestBendRange, live().bendRange, now.bendRange);

@@ -74,7 +74,7 @@ private:
     }
 
     HeldNotes::Key selected(const HeldNotes& notes) const {
-        switch (current().mode) {
+        switch (settingsInWalk().mode) {
             case lowestNote:
                 return notes.lowest();
             case highestNote:

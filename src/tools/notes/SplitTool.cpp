@@ -77,7 +77,7 @@ public:
     SplitTool() : ConfiguredTool(splitDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const SplitSettings::Reduced now = current();
+        const SplitSettings::Reduced& now = settingsInWalk();
         if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
             return chain.forward(message);
         if (message.isNoteOn()) return begin(message, now, chain);
@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    void begin(const ChainMessage& message, SplitSettings::Reduced now, ToolChain& chain) {
+    void begin(const ChainMessage& message, const SplitSettings::Reduced& now, ToolChain& chain) {
         NotePlace place{message.channel(), message.data1()};
         if (isMoved(message.data1(), now)) {
             const int note = movedNote(message.data1(), now);
@@ -99,11 +99,11 @@ private:
         forwardAs(place, message, chain);
     }
 
-    bool isMoved(int note, SplitSettings::Reduced now) const {
+    bool isMoved(int note, const SplitSettings::Reduced& now) const {
         return now.isHigh == (note >= clampedLive(0, 127, live().splitKey, now.splitKey));
     }
 
-    int movedNote(int note, SplitSettings::Reduced now) const {
+    int movedNote(int note, const SplitSettings::Reduced& now) const {
         if (!now.transposeMoved) return note;
         return note + clampedLive(-127, 127, live().transposeSteps, now.transposeSteps);
     }

@@ -52,7 +52,7 @@ public:
     TransposeTool() : ConfiguredTool(transposeDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const TransposeSettings::Reduced now = current();
+        const TransposeSettings::Reduced& now = settingsInWalk();
         if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
             return chain.forward(message);
 

@@ -83,7 +83,7 @@ private:
     void hold(ChannelState& state, std::size_t place, const ChainMessage& message, ToolChain& chain) {
         state.values[place] = message.data2();
         state.heldCount = std::max(state.heldCount, place + 1);
-        const auto wait = std::clamp<std::int64_t>(current(&PNAssemblerSettings::timeoutMs), 0, longestTimeout);
+        const auto wait = std::clamp<std::int64_t>(settingsInWalk().timeoutMs, 0, longestTimeout);
         state.timeout.startAfter(std::chrono::milliseconds(wait), [this, &state](ToolChain& owner) {
             if (isEnabled()) flush(state, owner);
         });
@@ -95,7 +95,7 @@ private:
         state.heldCount = 0;
         state.timeout.cancel();
         const ParameterNumberEvent event{kind.status, last.channel(), values[0], values[1], values[2], last.data2()};
-        if (!current(&PNAssemblerSettings::passOriginal)) return chain.forward(last.carrying(event));
+        if (!settingsInWalk().passOriginal) return chain.forward(last.carrying(event));
         chain.forward(last.notLast().carrying(event));
         forwardFirst(values, last.channel(), last.notLast(), chain);
         chain.forward(last);

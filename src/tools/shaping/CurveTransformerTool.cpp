@@ -104,7 +104,7 @@ public:
     CurveTransformerTool() : ConfiguredTool(curveTransformerDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const CurveTransformerSettings::Reduced now = current();
+        const CurveTransformerSettings::Reduced& now = settingsInWalk();
         const std::size_t place = valuePlace(message, now.applyTo);
         if (place == 0) return chain.forward(message);
         const std::uint8_t bent = bentValues.inWalk().of(message.bytes[place], now.curveType, intensity(now));

@@ -71,7 +71,7 @@ public:
     RandomizerTool() : ConfiguredTool(randomizerDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const Settings now = current();
+        const Settings& now = settingsInWalk();
         if (message.isNoteOn()) return begin(message, now, chain);
         if (message.isNoteEnd()) return end(message, chain);
         if (message.isController() && now.randomizeCCValue)

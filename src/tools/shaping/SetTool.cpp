@@ -86,9 +86,9 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length == 0 || message.length > 3) return chain.forward(message);
-        const Settings now = current();
-        Bytes bytes{};
-        std::copy_n(message.bytes, message.length, bytes.begin());
+        const Settings& now = settingsInWalk();
+        Bytes bytes{message.status(), message.length > 1 ? message.data1() : std::uint8_t{0},
+                    message.length > 2 ? message.data2() : std::uint8_t{0}};
         setValues(bytes, message.length == 3, now);
         if (now.overrideChannel && bytes[0] >= 0x80 && bytes[0] < 0xF0)
             bytes[0] = static_cast<std::uint8_t>((bytes[0] & 0xF0) | channel(now));

@@ -11,23 +11,81 @@
 namespace varnolex {
 namespace {
 
+enum ClipMode : std::uint8_t { limitToRange, spreadOverRange, passRangeOnly };
+
+/// What becomes of a velocity.
+struct VelocityShape {
+    static constexpr std::uint8_t dropped = 255;
+
+    int scale;
+    int shift;
+    std::uint8_t clipMode;
+    int low;
+    int high;
+
+    /// 0 to 127, or `dropped`.
+    std::uint8_t of(std::uint8_t velocity) const { return static_cast<std::uint8_t>(clipped(shifted(velocity))); }
+
+private:
+    int shifted(int velocity) const { return std::clamp(velocity * scale / 100 + shift, 0, 127); }
+    int clipped(int velocity) const {
+        switch (clipMode) {
+            case limitToRange:
+                return std::max(low, std::min(velocity, high));
+            case spreadOverRange:
+                return low + (high - low) * velocity / 127;
+            case passRangeOnly:
+                return velocity < low || velocity > high ? dropped : velocity;
+            default:
+                return velocity;
+        }
+    }
+};
+
+struct VelocityModifierLives;
+
 struct VelocityModifierSettings {
+    /// With what becomes of each velocity while nothing is ridden.
+    struct RealTime;
+
     std::uint16_t scalePercent = 100;
     std::int16_t shiftValue = 0;
     /// A `ClipMode`; any other number leaves the velocity as it has come out.
     std::uint8_t clipMode = 0;
     std::uint8_t minValue = 0;
     std::uint8_t maxValue = 127;
+
+    VelocityShape shape(const VelocityModifierLives& live) const;
+    RealTime realTime() const;
 };
 
-enum ClipMode : std::uint8_t { limitToRange, spreadOverRange, passRangeOnly };
+struct VelocityModifierSettings::RealTime {
+    VelocityModifierSettings settings;
+    std::array<std::uint8_t, 256> shaped;
+};
 
 struct VelocityModifierLives {
     LiveValue scalePercent;
     LiveValue shiftValue;
     LiveValue minValue;
     LiveValue maxValue;
+
+    bool areSet() const { return scalePercent.isSet() || shiftValue.isSet() || minValue.isSet() || maxValue.isSet(); }
 };
+
+VelocityShape VelocityModifierSettings::shape(const VelocityModifierLives& live) const {
+    return {clampedLive(-1000, 1000, live.scalePercent, scalePercent),
+            clampedLive(-127, 127, live.shiftValue, shiftValue), clipMode, clampedLive(0, 127, live.minValue, minValue),
+            clampedLive(0, 127, live.maxValue, maxValue)};
+}
+
+VelocityModifierSettings::RealTime VelocityModifierSettings::realTime() const {
+    const VelocityShape unridden = shape({});
+    RealTime made{*this, {}};
+    for (std::size_t velocity = 0; velocity < made.shaped.size(); ++velocity)
+        made.shaped[velocity] = unridden.of(static_cast<std::uint8_t>(velocity));
+    return made;
+}
 
 using namespace parameters;
 using Settings = VelocityModifierSettings;
@@ -47,20 +105,11 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!message.isNoteOn() && !message.isThreeBytes(0x80)) return chain.forward(message);
-        const Settings now = current();
-        const int scale = clampedLive(-1000, 1000, live().scalePercent, now.scalePercent);
-        const int shift = clampedLive(-127, 127, live().shiftValue, now.shiftValue);
-        const int low = clampedLive(0, 127, live().minValue, now.minValue);
-        const int high = clampedLive(0, 127, live().maxValue, now.maxValue);
-
-        int velocity = std::clamp(message.data2() * scale / 100 + shift, 0, 127);
-        if (now.clipMode == limitToRange)
-            velocity = std::max(low, std::min(velocity, high));
-        else if (now.clipMode == spreadOverRange)
-            velocity = low + (high - low) * velocity / 127;
-        else if (now.clipMode == passRangeOnly && (velocity < low || velocity > high))
-            return chain.forward(message.dropped());
-        const ShortMessage shaped(message.status(), message.data1(), static_cast<std::uint8_t>(velocity));
+        const Settings::RealTime& now = settingsInWalk();
+        const std::uint8_t velocity =
+            live().areSet() ? now.settings.shape(live()).of(message.data2()) : now.shaped[message.data2()];
+        if (velocity == VelocityShape::dropped) return chain.forward(message.dropped());
+        const ShortMessage shaped(message.status(), message.data1(), velocity);
         chain.forward(message.carrying(shaped));
     }
 };

@@ -34,7 +34,7 @@ public:
     DelayTool() : ConfiguredTool(delayDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
-        const int wait = clampedLive(0, longestDelay, live().delayMs, current().delayMs);
+        const int wait = clampedLive(0, longestDelay, live().delayMs, settingsInWalk().delayMs);
         if (wait < 1 || message.isEmptyCarrier()) return chain.forward(message);
         delayed.forward(message.asLast(), std::chrono::milliseconds(wait), chain);
     }

@@ -45,7 +45,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length != 3) return chain.forward(message);
-        const Settings now = current();
+        const Settings& now = settingsInWalk();
         int first = message.data1();
         int second = message.data2();
         if (message.isNote()) {
@@ -57,8 +57,9 @@ public:
         }
         const ShortMessage copy(copyStatus(message, now), static_cast<std::uint8_t>(first),
                                 static_cast<std::uint8_t>(second));
+        const int wait = clampedLive(0, 60000, live().delayMs, now.delayMs);
         chain.forward(message.notLast());
-        forwardCopy(message.carrying(copy), now, chain);
+        forwardCopy(message.carrying(copy), wait, chain);
     }
 
     void stop() override {
@@ -73,8 +74,8 @@ private:
         return static_cast<std::uint8_t>(message.kind() | channel);
     }
 
-    void forwardCopy(const ChainMessage& copy, const Settings& now, ToolChain& chain) {
-        const int wait = clampedLive(0, 60000, live().delayMs, now.delayMs);
+    /// `wait` in milliseconds.
+    void forwardCopy(const ChainMessage& copy, int wait, ToolChain& chain) {
         if (wait < 1) return chain.forward(copy);
         delayed.forward(copy, std::chrono::milliseconds(wait), chain);
         // The original doesn't wait for its copy.

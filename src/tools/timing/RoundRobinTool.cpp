@@ -58,7 +58,7 @@ private:
     };
 
     void begin(const ChainMessage& message, ToolChain& chain) {
-        const RoundRobinSettings now = current();
+        const RoundRobinSettings& now = settingsInWalk();
         State& held = state.inWalk();
         const auto first = static_cast<std::size_t>((std::max<std::int64_t>(now.startChannel, 1) - 1) % 16);
         const auto channel = static_cast<std::uint8_t>((first + takeIndex(held, now)) % 16);
@@ -74,8 +74,8 @@ private:
             *oldest = ++held.useCount;
             return static_cast<std::size_t>(oldest - held.lruCounter.begin());
         }
-        const std::size_t index = held.nextIndex % pool;
-        held.nextIndex = (held.nextIndex + 1) % pool;
+        const std::size_t index = held.nextIndex < pool ? held.nextIndex : held.nextIndex % pool;
+        held.nextIndex = index + 1 < pool ? index + 1 : 0;
         return index;
     }
 

@@ -104,7 +104,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length >= 2) {
-            const CounterSettings::Trigger trigger = current(&CounterSettings::RealTime::trigger);
+            const CounterSettings::Trigger& trigger = settingsInWalk().trigger;
             if (isReset(trigger, message) || isTrigger(trigger, message)) count(message);
         }
         chain.forward(message);
@@ -116,7 +116,7 @@ public:
 private:
     // Kept out of the way of the messages that only pass.
     [[gnu::noinline]] void count(const ChainMessage& message) {
-        const CounterSettings::RealTime now = current();
+        const CounterSettings::RealTime& now = settingsInWalk();
         if (isReset(now.trigger, message))
             take(now.minValue);
         else if (isTrigger(now.trigger, message))

@@ -67,7 +67,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length >= 2) {
-            const DataReaderSettings now = current();
+            const DataReaderSettings& now = settingsInWalk();
             if (isWanted(now, message)) capture(fieldOf(now.field, message));
         }
         chain.forward(message);
