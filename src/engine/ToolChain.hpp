@@ -56,6 +56,15 @@ public:
         std::forward<Work>(work)();
     }
 
+    /// The same unless another thread is in a walk: then nothing is done, and false comes back at once. For whoever
+    /// mustn't wait for a tool that is held up. Any thread.
+    template <class Work>
+    bool enterIfFree(Work&& work) {
+        const std::unique_lock walk(*chainLock, std::try_to_lock);
+        if (walk) std::forward<Work>(work)();
+        return walk.owns_lock();
+    }
+
     std::span<const std::shared_ptr<PipeTool>> tools() const { return toolList; }
 
     /// Where the running walk stands: the index of the tool now running, 0 at rest. For a tool inside `process`.

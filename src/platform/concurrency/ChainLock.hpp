@@ -27,6 +27,17 @@ public:
         if (!word.compare_exchange_strong(free, threadID, std::memory_order_seq_cst)) lockContended();
     }
 
+    /// Takes the lock if nobody else holds it.
+    bool try_lock() noexcept {
+        if (isHeldByCaller()) {
+            ++depth;
+            return true;
+        }
+        if (threadID == unasked) threadID = askThreadID();
+        std::uint32_t free = 0;
+        return word.compare_exchange_strong(free, threadID, std::memory_order_seq_cst);
+    }
+
     void unlock() noexcept {
         if (depth > 0) {
             --depth;

@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <array>
 
-#include "core/message/RoutedMessage.hpp"
 #include "engine/ToolChain.hpp"
 #include "tools/ToolDefinitions.hpp"
 
-// Shows what passes. Messages are typed where they pass, and wait for the main thread, which takes all at once; when it
+// Shows what passes. The messages wait for the main thread, which takes all at once and gives them their types; when it
 // is far behind, the oldest ones are counted only.
 
 namespace varnolex {
@@ -25,22 +24,17 @@ constexpr std::int64_t longestList = 100'000;
 
 }  // namespace
 
-MessageListTool::MessageListTool() : ConfiguredTool(messageListDefinition) { arrived.reserve(1); }
+MessageListTool::MessageListTool() : ConfiguredTool(messageListDefinition) {}
 
 void MessageListTool::process(const ChainMessage& message, ToolChain& chain) {
-    if (!message.isEmptyCarrier()) {
-        arrived.push_back(makeTypedMessage({message.bytes, message.length}, message.timeStamp));
-        pending.append(arrived);
-        received.add(1);
-        flushing.ask();
-    }
+    if (!message.isEmptyCarrier()) pending.inWalk().add(message);
     chain.forward(message);
 }
 
-void MessageListTool::flush() {
-    pending.drain(captured);
-    totalCaptured += received.exchange(0);
+void MessageListTool::append(PassedMessages& arrived) {
     const auto kept = static_cast<std::size_t>(std::clamp<std::int64_t>(settings().maxCapture, 0, longestList));
+    totalCaptured += arrived.total();
+    arrived.takeNewest(kept, captured);
     if (captured.size() > kept) captured.erase(captured.begin(), captured.end() - static_cast<std::ptrdiff_t>(kept));
 }
 

@@ -3,10 +3,9 @@
 #include <cstdint>
 
 #include "core/message/Message.hpp"
-#include "endpoints/input/MIDIMessageRingBuffer.hpp"
 #include "engine/ConfiguredTool.hpp"
-#include "platform/MainThreadCall.hpp"
-#include "platform/concurrency/LiveValue.hpp"
+#include "engine/WalkOutbox.hpp"
+#include "tools/devices/PassedMessages.hpp"
 
 namespace varnolex {
 
@@ -35,19 +34,13 @@ public:
     void clear();
 
 private:
-    /// What the main thread may be behind by: more than any list shows.
-    static constexpr std::size_t mostPending = 16'384;
+    void append(PassedMessages& arrived);
 
-    void flush();
+    WalkOutbox<PassedMessages> pending{*this, [this](PassedMessages& arrived) { append(arrived); }};
 
-    MIDIMessageRingBuffer pending{mostPending};
-    SharedValue<std::uint64_t> received{0};
-    /// Touched inside walks only; kept for its memory.
-    MessageList arrived;
-
+    // Main thread
     MessageList captured;
     std::uint64_t totalCaptured = 0;
-    MainThreadCall flushing{[this] { flush(); }};
 };
 
 }  // namespace varnolex

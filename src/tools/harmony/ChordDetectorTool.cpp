@@ -41,24 +41,28 @@ PitchClassSet pitchClassesOf(const ChordDetectorTool::NoteSet& notes) {
 ChordDetectorTool::ChordDetectorTool() : ConfiguredTool(chordDetectorDefinition) {}
 
 void ChordDetectorTool::process(const ChainMessage& message, ToolChain& chain) {
-    Heard& heard = rawActiveNotes.inWalk();
     if (beginsOrEndsNote(message))
-        hear(message, heard);
-    else if (heard.isUnreported) [[unlikely]]
-        heard.isUnreported = !report(heard.notes);
+        hear(message);
+    else if (news.isRefused()) [[unlikely]]
+        news.inWalk();
     chain.forward(message);
 }
 
-void ChordDetectorTool::hear(const ChainMessage& message, Heard& heard) {
-    heard.notes.set(message.data1() & 0x7F, message.kind() == 0x90 && message.data2() > 0);
-    heard.isUnreported = !report(heard.notes);
+void ChordDetectorTool::hear(const ChainMessage& message) {
+    NoteSet& notes = rawActiveNotes.inWalk();
+    notes.set(message.data1() & 0x7F, message.kind() == 0x90 && message.data2() > 0);
+    News& heard = news.inWalk();
+    const std::uint32_t current = generation.get();
+    const bool fellSilent = notes.none() || (heard.fellSilent && heard.generation == current);
+    heard = {notes, fellSilent, current};
 }
 
-bool ChordDetectorTool::report(const NoteSet& notes) {
-    return Runtime::current().postToMain([weak = weak_from_this(), notes, as = generation.get()] {
-        const auto self = std::static_pointer_cast<ChordDetectorTool>(weak.lock());
-        if (self && as == self->generation.get()) self->show(notes);
-    });
+/// What sounded before the last silence is gone, and no chord could be found in it meanwhile.
+void ChordDetectorTool::take(const News& heard) {
+    showWhatIsForgotten();
+    if (heard.generation != shownGeneration) return;
+    if (heard.fellSilent) show({});
+    if (heard.notes.any()) show(heard.notes);
 }
 
 void ChordDetectorTool::forgetHeard() {
@@ -66,23 +70,30 @@ void ChordDetectorTool::forgetHeard() {
     generation.add(1);
 }
 
+void ChordDetectorTool::showWhatIsForgotten() {
+    const std::uint32_t current = generation.get();
+    if (std::exchange(shownGeneration, current) != current) show({});
+}
+
 void ChordDetectorTool::stop() {
     forgetHeard();
-    show({});
+    showWhatIsForgotten();
 }
 
 void ChordDetectorTool::enabledDidChange(bool isOn) {
     if (isOn) return;
     // The ends of what sounds now won't be seen. The switch may be a controller's, on a walk's thread.
     forgetHeard();
-    report({});
+    Runtime::current().postToMain([weak = weak_from_this()] {
+        if (const auto self = std::static_pointer_cast<ChordDetectorTool>(weak.lock())) self->showWhatIsForgotten();
+    });
 }
 
 void ChordDetectorTool::reset() {
     forgetHeard();
     lastMatchedChord.clear();
     history.clear();
-    show({});
+    showWhatIsForgotten();
 }
 
 void ChordDetectorTool::show(const NoteSet& notes) {

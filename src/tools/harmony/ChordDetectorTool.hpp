@@ -6,6 +6,7 @@
 #include <string>
 
 #include "engine/ConfiguredTool.hpp"
+#include "engine/WalkOutbox.hpp"
 #include "engine/WalkState.hpp"
 #include "platform/Runtime.hpp"
 #include "tools/harmony/PitchClass.hpp"
@@ -53,25 +54,31 @@ protected:
     void enabledDidChange(bool isOn) override;
 
 private:
-    struct Heard {
+    /// What has been heard that the main thread doesn't know yet.
+    struct News {
         NoteSet notes;
-        /// The main thread's mailbox was full when the notes last changed.
-        bool isUnreported = false;
+        /// Whether all keys were up in between, or are now.
+        bool fellSilent = false;
+        std::uint32_t generation = 0;
     };
 
-    void hear(const ChainMessage& message, Heard& heard);
-    bool report(const NoteSet& notes);
+    void hear(const ChainMessage& message);
+    void take(const News& heard);
     /// Any thread: what was heard, and what is on its way to the main thread, counts no more.
     void forgetHeard();
+    /// Shows nothing any more when what was heard has been forgotten.
+    void showWhatIsForgotten();
     void show(const NoteSet& notes);
     void showNoChord();
     void keepInHistory();
     void detect();
 
-    WalkState<Heard> rawActiveNotes;
+    WalkState<NoteSet> rawActiveNotes;
     SharedValue<std::uint32_t> generation{0};
+    WalkOutbox<News> news{*this, [this](News& heard) { take(std::exchange(heard, {})); }};
 
     // Main thread
+    std::uint32_t shownGeneration = 0;
     NoteSet shownNotes;
     PitchClassSet shownClasses;
     std::string shownChord;

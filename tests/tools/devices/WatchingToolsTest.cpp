@@ -119,5 +119,28 @@ TEST(MessageListTool, typesWhatPasses) {
         EXPECT_EQ(tool.capturedMessages()[index]->messageClass(), rows[index].second) << index;
 }
 
+TEST(PassedMessages, keepTheNewestInOrder) {
+    ChainProbe probe(PipeToolType::messageList);
+    for (const std::size_t number : {std::size_t{3}, PassedMessages::capacity, 2 * PassedMessages::capacity + 5}) {
+        PassedMessages passed;
+        for (std::size_t time = 1; time <= number; ++time) {
+            // Long and short ones in each other's places.
+            const std::array<std::uint8_t, 5> bytes{0xF0, 1, 2, 3, 0xF7};
+            const std::size_t length = (time / 7 + time / PassedMessages::capacity) % 3 == 0 ? bytes.size() : 2;
+            passed.add({bytes.data(), length, time, true});
+        }
+        EXPECT_EQ(passed.total(), number);
+        for (const std::size_t most : {std::size_t{2}, 2 * PassedMessages::capacity}) {
+            PassedMessages copy = passed;
+            MessageList list;
+            copy.takeNewest(most, list);
+            ASSERT_EQ(list.size(), std::min({number, most, PassedMessages::capacity}));
+            for (std::size_t index = 0; index < list.size(); ++index)
+                ASSERT_EQ(list[index]->timeStamp, number - list.size() + index + 1);
+            EXPECT_EQ(copy.total(), 0u);
+        }
+    }
+}
+
 }  // namespace
 }  // namespace varnolex::testing
