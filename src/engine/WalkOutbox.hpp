@@ -47,17 +47,21 @@ private:
     }
 
     void collect() {
+        if (takeIfFree())
+            work(taken);
+        else
+            Runtime::current().mainQueue().after(untilNextTry, collecting());
+    }
+
+    bool takeIfFree() {
         const auto take = [this] {
             std::swap(gathered, taken);
             isAsked = false;
         };
-        if (const auto chain = owner.chain()) {
-            if (!chain->enterIfFree(take))
-                return void(Runtime::current().mainQueue().after(untilNextTry, collecting()));
-        } else {
-            take();
-        }
-        work(taken);
+        if (const auto chain = owner.chain()) return chain->enterIfFree(take);
+        // Nobody else touches it.
+        take();
+        return true;
     }
 
     PipeTool& owner;

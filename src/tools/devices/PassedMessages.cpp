@@ -6,11 +6,6 @@
 #include "core/message/RoutedMessage.hpp"
 
 namespace varnolex {
-namespace {
-
-constexpr std::size_t firstSize = 256;
-
-}  // namespace
 
 void PassedMessages::makeRoom() {
     if (places.size() < capacity)

@@ -11,8 +11,8 @@
 namespace varnolex {
 
 /// The newest of the messages that have passed a tool, as they came, and how many there were. Short ones are kept as
-/// bytes and are typed by whoever takes them. Not for two threads at once; allocates only while it grows to its working
-/// size.
+/// bytes and are typed by whoever takes them. Not for two threads at once; adding allocates only while it grows to its
+/// working size.
 class PassedMessages {
 public:
     /// What is kept at most: more than most lists show.
@@ -51,8 +51,10 @@ private:
     void makeRoom();
     void addTyped(Place& place, const ChainMessage& message);
 
+    static constexpr std::size_t firstSize = 256;
+
     /// A circle once there are `capacity` of them. The newest message stands ahead of `next`.
-    std::vector<Place> places;
+    std::vector<Place> places = std::vector<Place>(firstSize);
     std::size_t next = 0;
     std::uint64_t count = 0;
 };

@@ -92,6 +92,23 @@ TEST_F(ChordDetectorToolTest, keepsChordsInTheHistoryWhenTheLastKeyIsReleased) {
     EXPECT_TRUE(tool.chordHistory().empty());
 }
 
+TEST_F(ChordDetectorToolTest, missesNothingOfWhatTheMainThreadHearsAtOnce) {
+    play({60, 64, 67});
+    rest();
+    for (const std::uint8_t note : {60, 64, 67}) probe.send({0x80, note, 0});
+    play({62});
+    probe.runtime.settle();
+    EXPECT_EQ(tool.chordHistory(), std::deque<std::string>{"C"});
+    EXPECT_EQ(tool.activePitchClasses(), PitchClassSet{2});
+
+    play({65});
+    tool.setEnabled(false);
+    tool.setEnabled(true);
+    play({66});
+    probe.runtime.settle();
+    EXPECT_EQ(tool.activePitchClasses(), PitchClassSet{6});
+}
+
 TEST_F(ChordDetectorToolTest, startsAfreshWhenItCanHaveMissedAnEnd) {
     const auto expectNothing = [&] {
         rest();
