@@ -149,7 +149,8 @@ private:
     mutable InWalk walk;
 };
 
-// Hardly any live value is set, and what is to be done with one that is would only be in the way of those that aren't.
+// Hardly any live value is set: that much is asked in place, and what is to be done with one that is stays out of the
+// way.
 
 [[gnu::noinline, gnu::cold]] inline int roundedSetLive(const LiveValue& live, int stored) {
     const double value = live.get().value_or(stored);
@@ -162,14 +163,14 @@ private:
 
 /// A live value as it stands, else the stored one, rounded to the nearest integer (halves away from zero) without
 /// limits of its own. A live value that isn't finite counts as not set; one beyond any use is limited.
-inline int roundedLive(const LiveValue& live, int stored) {
+[[gnu::always_inline]] inline int roundedLive(const LiveValue& live, int stored) {
     if (!live.isSet()) [[likely]]
         return stored;
     return roundedSetLive(live, stored);
 }
 
 /// A live value as it stands, else the stored one, rounded and limited to [low, high].
-inline int clampedLive(int low, int high, const LiveValue& live, std::int64_t stored) {
+[[gnu::always_inline]] inline int clampedLive(int low, int high, const LiveValue& live, std::int64_t stored) {
     if (!live.isSet()) [[likely]]
         return static_cast<int>(std::clamp<std::int64_t>(stored, low, high));
     return clampedSetLive(low, high, live, stored);

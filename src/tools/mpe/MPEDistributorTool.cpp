@@ -13,13 +13,33 @@
 namespace varnolex {
 namespace {
 
+/// What a receiver is told of a zone.
+struct SentZone {
+    MPEZoneType type;
+    std::int64_t memberCount;
+
+    bool operator==(const SentZone&) const = default;
+};
+
 struct MPEDistributorSettings {
+    struct Reduced {
+        MPEChannels channels;
+        SentZone zone;
+        std::int64_t bendRange;
+        bool autoSendConfig;
+    };
+
     /// 0 for the lower zone, 1 for the upper one.
     std::int64_t zoneType = 0;
     std::int64_t memberCount = 8;
     /// Semitones.
     std::int64_t bendRange = MPEZone::defaultBendRange;
     bool autoSendConfig = true;
+
+    Reduced realTime() const {
+        const MPEZoneType type = zoneTypeOf(zoneType);
+        return {MPEChannels::of(type, memberCount), {type, memberCount}, bendRange, autoSendConfig};
+    }
 };
 
 using namespace parameters;
@@ -39,31 +59,22 @@ public:
         if (message.isNoteOn()) return begin(message, chain);
         if (message.isNoteEnd()) return end(message, chain);
         if (!concernsAll(message)) return chain.forward(message);
-        const std::uint8_t master = zoneTypeOf(settingsInWalk().zoneType) == MPEZoneType::upper ? 15 : 0;
+        const std::uint8_t master = settingsInWalk().channels.master;
         const ShortMessage moved(static_cast<std::uint8_t>(message.kind() | master), message);
         chain.forward(message.carrying(moved));
     }
 
 private:
-    struct SentZone {
-        MPEZoneType type;
-        std::int64_t memberCount;
-
-        bool operator==(const SentZone&) const = default;
-    };
-
     static bool concernsAll(const ChainMessage& message) {
         return message.isChannelPressure() || message.isController() || message.isThreeBytes(0xE0);
     }
 
     void begin(const ChainMessage& message, ToolChain& chain) {
-        const MPEDistributorSettings& now = settingsInWalk();
-        const SentZone zone{zoneTypeOf(now.zoneType), now.memberCount};
-        const auto channels = MPEChannels::of(zone.type, zone.memberCount);
-        const bool isNews = now.autoSendConfig && sentZone != zone;
-        if (isNews) sentZone = zone;
-        const MPEVoices::Allocation voice = voices.allocate(message.noteKey(), channels);
-        if (isNews) sendConfiguration(message, channels, now, chain);
+        const MPEDistributorSettings::Reduced& now = settingsInWalk();
+        const bool isNews = now.autoSendConfig && sentZone != now.zone;
+        if (isNews) sentZone = now.zone;
+        const MPEVoices::Allocation voice = voices.allocate(message.noteKey(), now.channels);
+        if (isNews) sendConfiguration(message, now, chain);
         if (voice.stolen) {
             const ShortMessage off = ShortMessage::noteOff(voice.stolen->channel, voice.stolen->note);
             chain.forward(message.notLast().carrying(off));
@@ -72,9 +83,9 @@ private:
         chain.forward(message.carrying(on));
     }
 
-    static void sendConfiguration(const ChainMessage& cause, const MPEChannels& zone, MPEDistributorSettings now,
-                                  ToolChain& chain) {
-        for (const ShortMessage& change : registeredParameter(zone.master, zoneSizeParameter, now.memberCount))
+    static void sendConfiguration(const ChainMessage& cause, MPEDistributorSettings::Reduced now, ToolChain& chain) {
+        const MPEChannels zone = now.channels;
+        for (const ShortMessage& change : registeredParameter(zone.master, zoneSizeParameter, now.zone.memberCount))
             chain.forward(cause.notLast().carrying(change));
         for (std::uint8_t channel = zone.first; zone.hasMember(channel); ++channel) {
             const auto changes = registeredParameter(channel, bendSensitivityParameter, now.bendRange);

@@ -77,9 +77,9 @@ public:
     SplitTool() : ConfiguredTool(splitDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
+        if (!message.isNote()) return chain.forward(message);
         const SplitSettings::Reduced& now = settingsInWalk();
-        if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
-            return chain.forward(message);
+        if (now.fromChannelOnly && message.channel() != now.fromChannel) return chain.forward(message);
         if (message.isNoteOn()) return begin(message, now, chain);
         const auto began = soundingNotes.inWalk().take(message.noteKey());
         if (!began) return chain.forward(message);

@@ -52,9 +52,9 @@ public:
     TransposeTool() : ConfiguredTool(transposeDefinition) {}
 
     void process(const ChainMessage& message, ToolChain& chain) override {
+        if (!message.isNote()) return chain.forward(message);
         const TransposeSettings::Reduced& now = settingsInWalk();
-        if (!message.isNote() || (now.fromChannelOnly && message.channel() != now.fromChannel))
-            return chain.forward(message);
+        if (now.fromChannelOnly && message.channel() != now.fromChannel) return chain.forward(message);
 
         NoteMap& sounding = soundingNotes.inWalk();
         const bool isOn = message.isNoteOn();
