@@ -3,7 +3,7 @@
 function(varnolex_subsystem name)
     cmake_parse_arguments(SUBSYSTEM "" "" "USES;LIBRARIES" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/src/${name}/*.cpp)
-    list(FILTER sources EXCLUDE REGEX "/src/(cli/main|platform/script/javascript|platform/audio/rtaudio)/")
+    list(FILTER sources EXCLUDE REGEX "/src/(cli/main|platform/script/javascript|platform/audio/systems)/")
     add_library(varnolex_${name} STATIC ${sources})
     target_include_directories(varnolex_${name} PUBLIC ${CMAKE_SOURCE_DIR}/src)
     target_link_libraries(varnolex_${name} PUBLIC Threads::Threads)

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/HostTime.hpp"
+
 namespace varnolex {
 
 /// An audio output of the system.
@@ -25,8 +27,9 @@ public:
     /// Called before the first `render` of a device, never during one. In frames a second.
     virtual void prepare(double sampleRate) = 0;
 
-    /// Fills all of `frames`, each from -1 to 1. The device's real-time thread: no allocation, no wait.
-    virtual void render(std::span<float> frames) noexcept = 0;
+    /// Fills all of `frames`, each from -1 to 1. `start` is when the device's time came to the first of them; it goes
+    /// on evenly from call to call, however late the calls are. The device's real-time thread: no allocation, no wait.
+    virtual void render(std::span<float> frames, HostTime start) noexcept = 0;
 };
 
 /// Where a source is heard: one device at a time, the same on all its channels. No operation but the end waits for a

@@ -20,7 +20,7 @@ void MemoryAudioOutput::run(AudioSource& source, const std::optional<std::string
 
 void MemoryAudioOutput::playPeriod() {
     frames.resize(frames.size() + period);
-    heardSource->render(std::span(frames).last(period));
+    heardSource->render(std::span(frames).last(period), Runtime::current().hostTime());
 }
 
 }  // namespace varnolex

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <utility>
 
+#include "platform/Runtime.hpp"
 #include "platform/ServiceThread.hpp"
 
 namespace varnolex {
@@ -16,6 +17,12 @@ constexpr const char* makerName = "varnolexMakeAudioDriver";
 
 /// How often an open device is looked after, in milliseconds.
 constexpr int watchInterval = 500;
+
+/// A device that asks for nothing for as long won't any more. A stalled computer has been seen to take 0.9 s.
+constexpr HostTime longestSilence = 3 * ticksPerSecond / 2;
+
+/// A device that keeps ending is opened no oftener.
+constexpr HostTime openingInterval = 2 * ticksPerSecond;
 
 }  // namespace
 
@@ -75,7 +82,8 @@ void SystemAudioOutput::serve() {
             newest.isNew = newest.looksForDevices = false;
         });
         fulfil(next);
-        running.set(present.source && driver && driver->isOpen());
+        if (mayOpenAnew() && !isPlaying()) open();
+        running.set(present.source && isPlaying());
         pollfd source{bell.descriptor(), POLLIN, 0};
         if (!present.isEnd) ::poll(&source, 1, present.source ? watchInterval : -1);
         bell.mute();
@@ -90,12 +98,52 @@ void SystemAudioOutput::fulfil(const Wish& next) {
         present = next;
         return;
     }
-    const bool isAsWished = driver->isOpen() && next.source == present.source && next.deviceUID == present.deviceUID;
+    const bool isAsWished = isPlaying() && next.source == present.source && next.deviceUID == present.deviceUID;
     const bool mustOpen = next.isNew && next.source && !isAsWished;
-    if (mustOpen || !next.source) driver->close();
+    if (mustOpen || !next.source) {
+        driver->close();
+        isOpened = false;
+    }
     if (next.looksForDevices && (mustOpen || !next.source)) found.set(driver->devices());
-    if (mustOpen) driver->open(next.deviceUID, *next.source);
     present = next;
+    if (mustOpen) open();
+}
+
+void SystemAudioOutput::open() {
+    driver->close();
+    feed.source = present.source;
+    feed.calls.set(0);
+    isOpened = driver->open(present.deviceUID, feed);
+    knownCalls = 0;
+    lastOpening = lastKnownCall = Runtime::current().hostTime();
+}
+
+bool SystemAudioOutput::isPlaying() {
+    if (!isOpened || !driver->isOpen()) return false;
+    const HostTime now = Runtime::current().hostTime();
+    const std::uint64_t before = std::exchange(knownCalls, feed.calls.get());
+    if (knownCalls != before) lastKnownCall = now;
+    return now - lastKnownCall < longestSilence;
+}
+
+/// What has never played or couldn't be opened waits until it is asked for.
+bool SystemAudioOutput::mayOpenAnew() const {
+    return present.source && isOpened && knownCalls > 0 &&
+           Runtime::current().hostTime() - lastOpening >= openingInterval;
+}
+
+// The device's thread
+
+void SystemAudioOutput::Feed::prepare(double sampleRate) {
+    clock = DeviceClock(sampleRate);
+    source->prepare(sampleRate);
+}
+
+void SystemAudioOutput::Feed::fill(std::span<float> frames, std::optional<Nanoseconds> age) noexcept {
+    const HostTime now = Runtime::current().hostTime();
+    calls.add(1);
+    const HostTime learned = clock.timeOf(frames.size(), now);
+    source->render(frames, age ? now - static_cast<HostTime>(age->count()) : learned);
 }
 
 }  // namespace varnolex

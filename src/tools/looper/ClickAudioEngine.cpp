@@ -14,6 +14,13 @@ constexpr double decayRate = 200;
 /// A device that can't be opened isn't asked for at every beat.
 constexpr HostTime retryInterval = 2 * ticksPerSecond;
 
+/// A time stamp that is further away isn't of this moment.
+constexpr HostTime farthestStamp = ticksPerSecond / 4;
+
+/// A message reaches the click some hundreds of microseconds after its time stamp, and a period that is asked for
+/// meanwhile would miss it.
+constexpr double handlingSeconds = 0.001;
+
 SharedValue<ClickAudioEngine*> installed{nullptr};
 
 std::vector<float> clickOf(double frequency, double sampleRate) {
@@ -66,11 +73,11 @@ void ClickAudioEngine::update() {
         output->rest();
 }
 
-void ClickAudioEngine::click(bool isAccent) noexcept {
-    if (isRunning())
-        pending.post({Runtime::current().hostTime(), isAccent});
-    else
-        askAgain.ask();
+void ClickAudioEngine::click(bool isAccent, HostTime time) noexcept {
+    if (!isRunning()) return askAgain.ask();
+    const HostTime now = Runtime::current().hostTime();
+    const bool isNear = time != 0 && (time > now ? time - now : now - time) <= farthestStamp;
+    pending.post({isNear ? time : now, isAccent});
 }
 
 void ClickAudioEngine::tryAgain() {
@@ -83,19 +90,25 @@ void ClickAudioEngine::prepare(double framesASecond) {
     sampleRate = framesASecond;
     accentBuffer = clickOf(accentFrequency, sampleRate);
     regularBuffer = clickOf(regularFrequency, sampleRate);
+    longestPeriod = 0;
     playing = nullptr;
+    waiting.reset();
     for (Click old; pending.take(old);) continue;
 }
 
-void ClickAudioEngine::render(std::span<float> frames) noexcept {
+void ClickAudioEngine::render(std::span<float> frames, HostTime start) noexcept {
+    longestPeriod = std::max(longestPeriod, frames.size());
     std::ranges::fill(frames, 0.0F);
     const float factor = volume.get();
     for (std::size_t place = 0; place < frames.size();) {
         if (!playing) {
             Click next;
-            if (!pending.take(next)) return;
-            place = std::max(place, placeOf(next, frames.size()));
-            playing = next.isAccent ? &accentBuffer : &regularBuffer;
+            if (!waiting && pending.take(next)) waiting = next;
+            if (!waiting) return;
+            place = std::max(place, placeOf(*waiting, start));
+            if (place >= frames.size()) return;
+            playing = waiting->isAccent ? &accentBuffer : &regularBuffer;
+            waiting.reset();
             position = 0;
         }
         const std::size_t count = std::min(frames.size() - place, playing->size() - position);
@@ -109,12 +122,12 @@ void ClickAudioEngine::render(std::span<float> frames) noexcept {
     }
 }
 
-/// Every click is late by the length of a period, so that their distances are those of the beats.
-std::size_t ClickAudioEngine::placeOf(const Click& click, std::size_t frameCount) const {
-    const HostTime now = Runtime::current().hostTime();
-    const double age = secondsFromTicks(now > click.time ? now - click.time : 0) * sampleRate;
-    const double place = static_cast<double>(frameCount) - std::ceil(age);
-    return static_cast<std::size_t>(std::clamp(place, 0.0, static_cast<double>(frameCount - 1)));
+/// Every click is late by a period, so that it is known before the device asks for its frames, and their distances are
+/// those of the time stamps.
+std::size_t ClickAudioEngine::placeOf(const Click& click, HostTime start) const {
+    const auto distance = static_cast<double>(static_cast<std::int64_t>(click.time - start));
+    const double frames = (distance / double{ticksPerSecond} + handlingSeconds) * sampleRate;
+    return static_cast<std::size_t>(std::max(0.0, std::round(frames + static_cast<double>(longestPeriod))));
 }
 
 }  // namespace varnolex

@@ -39,9 +39,10 @@ public:
     /// Any thread.
     bool isRunning() const { return output->isRunning(); }
 
-    /// Clicks as soon as the device can, behind the clicks that wait. While no device plays the click is left out, and
-    /// the device is asked for again. Any thread: no allocation, no wait.
-    void click(bool isAccent) noexcept;
+    /// Clicks a period of the device and a millisecond after `time`, or now and behind the clicks that wait when that
+    /// is over. A `time` of 0 or far from now means now. While no device plays the click is left out, and the device is
+    /// asked for again. Any thread: no allocation, no wait.
+    void click(bool isAccent, HostTime time = 0) noexcept;
 
 private:
     struct Click {
@@ -50,8 +51,8 @@ private:
     };
 
     void prepare(double framesASecond) override;
-    void render(std::span<float> frames) noexcept override;
-    std::size_t placeOf(const Click& click, std::size_t frameCount) const;
+    void render(std::span<float> frames, HostTime start) noexcept override;
+    std::size_t placeOf(const Click& click, HostTime start) const;
     void update();
     void tryAgain();
 
@@ -60,6 +61,9 @@ private:
 
     // The device's thread.
     double sampleRate = 44100;
+    std::size_t longestPeriod = 0;
+    /// What was taken from the mailbox ahead of its time.
+    std::optional<Click> waiting;
     std::vector<float> accentBuffer;
     std::vector<float> regularBuffer;
     /// What sounds, and how much of it has sounded.

@@ -107,7 +107,7 @@ void LooperTool::clockStep(const ChainMessage& tick, ToolChain& chain) {
     const Step step = advanceTick(now, outlet);
     const bool plays = step.transport == LooperTransport::playing || step.transport == LooperTransport::overdubbing;
     if (plays && step.length != 0 && step.hasMoved) playbackStep(now, step, outlet);
-    showPosition(now, step);
+    showPosition(now, step, tick.timeStamp);
     if (now.forwardClock) return hand(tick, chain);
     // What has left ahead of the tick mustn't wait for a batch end that was in the tick.
     if (tick.isLastInBatch && isBatchOpen) hand(tick.dropped(), chain);
@@ -196,7 +196,7 @@ void LooperTool::endFixedRecording(const LooperSnapshot& now, std::uint32_t leng
     tellMain();
 }
 
-void LooperTool::showPosition(const LooperSnapshot& now, const Step& step) {
+void LooperTool::showPosition(const LooperSnapshot& now, const Step& step, HostTime time) {
     const std::int64_t bar = step.tick / ticksPerBar;
     const std::int64_t beat = step.tick % ticksPerBar / ticksPerBeat;
     if (bar == lastDisplayBar && beat == lastDisplayBeat) return;
@@ -206,17 +206,17 @@ void LooperTool::showPosition(const LooperSnapshot& now, const Step& step) {
     shown.currentBeat = static_cast<std::uint32_t>(beat);
     shown.totalBars = std::max<std::uint32_t>(1, step.length / ticksPerBar);
     tellMain();
-    clickIfDue(now, step);
+    clickIfDue(now, step, time);
 }
 
 // The click
 
-void LooperTool::clickIfDue(const LooperSnapshot& now, const Step& step) const {
+void LooperTool::clickIfDue(const LooperSnapshot& now, const Step& step, HostTime time) const {
     const bool runs = step.transport == LooperTransport::recording || step.transport == LooperTransport::playing ||
                       step.transport == LooperTransport::overdubbing;
     if (step.transport != LooperTransport::counting && !(now.metronome && runs)) return;
     if (ClickAudioEngine* const engine = ClickAudioEngine::shared())
-        engine->click(step.tick % ticksPerBar < ticksPerBeat);
+        engine->click(step.tick % ticksPerBar < ticksPerBeat, time);
 }
 
 /// Whoever may click, also to count in, has the device opened ahead, so that the first click is in time.

@@ -122,7 +122,7 @@ private:
     Step countIn();
     bool move(std::int32_t speed);
     void endFixedRecording(const LooperSnapshot& now, std::uint32_t length);
-    void showPosition(const LooperSnapshot& now, const Step& step);
+    void showPosition(const LooperSnapshot& now, const Step& step, HostTime time);
 
     // Playback
     void playbackStep(const LooperSnapshot& now, const Step& step, Outlet outlet);
@@ -164,7 +164,7 @@ private:
     LoopBuffer copyOfLoop() const;
 
     // The click
-    void clickIfDue(const LooperSnapshot& now, const Step& step) const;
+    void clickIfDue(const LooperSnapshot& now, const Step& step, HostTime time) const;
     void updateClick();
 
     // Settings

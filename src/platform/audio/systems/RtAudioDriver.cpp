@@ -1,15 +1,12 @@
+#include "platform/audio/systems/RtAudioDriver.hpp"
+
 #include <alsa/asoundlib.h>
 #include <rtaudio/RtAudio.h>
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <span>
 #include <vector>
-
-#include "platform/audio/AudioDriver.hpp"
-
-// The audio systems through RtAudio, in a library of its own.
 
 namespace varnolex {
 namespace {
@@ -20,8 +17,7 @@ struct System {
 };
 
 /// In the order in which they are asked for a default device.
-constexpr std::array systems{System{RtAudio::UNIX_JACK, "jack:"}, System{RtAudio::LINUX_PULSE, "pulse:"},
-                             System{RtAudio::LINUX_ALSA, "alsa:"}};
+constexpr std::array systems{System{RtAudio::LINUX_PULSE, "pulse:"}, System{RtAudio::LINUX_ALSA, "alsa:"}};
 
 constexpr unsigned wantedPeriod = 256;
 
@@ -37,19 +33,17 @@ public:
         std::vector<AudioOutputDevice> found;
         for (const System& system : systems)
             eachDevice(system, [&](RtAudio&, unsigned, const RtAudio::DeviceInfo& info) {
-                const bool isFirstDefault =
-                    info.isDefaultOutput && std::ranges::none_of(found, &AudioOutputDevice::isDefault);
-                found.push_back({system.prefix + info.name, info.name, isFirstDefault});
+                found.push_back({system.prefix + info.name, info.name, info.isDefaultOutput});
                 return false;
             });
         return found;
     }
 
-    bool open(const std::optional<std::string>& deviceUID, AudioSource& source) override {
+    bool open(const std::optional<std::string>& deviceUID, AudioFeed& feed) override {
         for (const System& system : systems) {
             eachDevice(system, [&](RtAudio& audio, unsigned index, const RtAudio::DeviceInfo& info) {
                 const bool isWanted = deviceUID ? system.prefix + info.name == *deviceUID : info.isDefaultOutput;
-                return isWanted && openDevice(audio, index, info, source);
+                return isWanted && openDevice(audio, index, info, feed);
             });
             if (stream) return true;
         }
@@ -91,7 +85,7 @@ private:
         }
     }
 
-    bool openDevice(RtAudio& audio, unsigned index, const RtAudio::DeviceInfo& info, AudioSource& source) {
+    bool openDevice(RtAudio& audio, unsigned index, const RtAudio::DeviceInfo& info, AudioFeed& feed) {
         channels = std::min(info.outputChannels, 2u);
         RtAudio::StreamParameters output;
         output.deviceId = index;
@@ -99,12 +93,12 @@ private:
         RtAudio::StreamOptions options;
         options.streamName = "Varnolex";
         unsigned period = wantedPeriod;
-        heard = &source;
+        heard = &feed;
         try {
             audio.openStream(&output, nullptr, RTAUDIO_FLOAT32, info.preferredSampleRate, &period, &RtAudioDriver::play,
                              this, &options, nullptr);
             mono.resize(std::max(period, wantedPeriod));
-            source.prepare(audio.getStreamSampleRate());
+            feed.prepare(audio.getStreamSampleRate());
             audio.startStream();
             return true;
         } catch (const RtAudioError&) {
@@ -121,21 +115,20 @@ private:
     void play(float* output, unsigned frameCount) {
         while (frameCount > 0) {
             const std::size_t count = std::min<std::size_t>(frameCount, mono.size());
-            heard->render(std::span(mono).first(count));
+            heard->fill(std::span(mono).first(count), std::nullopt);
             for (std::size_t frame = 0; frame < count; ++frame) output = std::fill_n(output, channels, mono[frame]);
             frameCount -= static_cast<unsigned>(count);
         }
     }
 
     std::unique_ptr<RtAudio> stream;
-    AudioSource* heard = nullptr;
+    AudioFeed* heard = nullptr;
     std::vector<float> mono;
     unsigned channels = 2;
 };
 
 }  // namespace
-}  // namespace varnolex
 
-extern "C" [[gnu::visibility("default")]] varnolex::AudioDriver* varnolexMakeAudioDriver() {
-    return new varnolex::RtAudioDriver;
-}
+std::unique_ptr<AudioDriver> makeRtAudioDriver() { return std::make_unique<RtAudioDriver>(); }
+
+}  // namespace varnolex
