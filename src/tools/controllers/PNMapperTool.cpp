@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
-#include <numeric>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
+#include "tools/ByteTable.hpp"
 #include "tools/ToolDefinitions.hpp"
 
 // Gives each program another number by a table.
@@ -12,18 +12,9 @@ namespace varnolex {
 namespace {
 
 struct PNMapperSettings {
-    /// The processing road looks up single entries, so it needs no snapshot of the whole table.
-    struct NoSnapshot {};
+    ByteTable mapTable = identityTable();
 
-    std::array<std::uint8_t, 128> mapTable = identity();
-
-    NoSnapshot realTime() const { return {}; }
-
-    static std::array<std::uint8_t, 128> identity() {
-        std::array<std::uint8_t, 128> entries{};
-        std::iota(entries.begin(), entries.end(), std::uint8_t{0});
-        return entries;
-    }
+    SharedByteTable::NoSnapshot realTime() const { return {}; }
 };
 
 using namespace parameters;
@@ -38,7 +29,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (message.length < 2 || message.kind() != 0xC0) return chain.forward(message);
-        const ShortMessage mapped(message.status(), programs[message.data1() & 0x7F].get());
+        const ShortMessage mapped(message.status(), programs[message.data1()]);
         chain.forward(message.carrying(mapped));
     }
 
@@ -47,12 +38,11 @@ protected:
 
 private:
     void publishPrograms() {
-        for (std::size_t number = 0; number < programs.size(); ++number)
-            programs[number].set(std::min<std::uint8_t>(settings().mapTable[number], 127));
+        programs.fill([&](std::size_t number) { return std::min<std::uint8_t>(settings().mapTable[number], 127); });
     }
 
     /// What each program becomes.
-    std::array<SharedValue<std::uint8_t>, 128> programs;
+    SharedByteTable programs;
 };
 
 }  // namespace

@@ -28,6 +28,7 @@ constexpr std::array table{
 };
 
 constexpr std::chrono::milliseconds lampTime{150};
+constexpr std::chrono::milliseconds walkRetryInterval{1};
 
 bool isStatus(std::uint8_t byte) { return byte >= 0x80; }
 
@@ -175,9 +176,20 @@ bool MidiInTool::sendMessages(std::span<const std::uint8_t> packet, HostTime tim
 
 void MidiInTool::endSoundingNotes() {
     const auto open = openChain();
+    if (!open) {
+        sounding.take();
+        return;
+    }
     const HostTime now = Runtime::current().hostTime();
-    sounding.take().end([&](std::span<const std::uint8_t> end) {
-        if (open) open->send({end.data(), end.size(), now, true});
+    const bool isDone = open->enterIfFree([&] {
+        sounding.take().end([&](std::span<const std::uint8_t> end) {
+            open->send({end.data(), end.size(), now, true});
+        });
+    });
+    if (isDone) return;
+    // A script may hold the walk up for as long as the user lets it, and the user needs the main thread to end it.
+    Runtime::current().mainQueue().after(walkRetryInterval, [weak = weakSelf()] {
+        if (const auto tool = weak.lock()) tool->endSoundingNotes();
     });
 }
 

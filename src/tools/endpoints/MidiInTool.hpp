@@ -63,7 +63,7 @@ public:
     void bindStoredEndpoint();
 
     /// Sends the ends of all notes and pedals that are held by what has arrived through the chain: for a source that
-    /// has gone and won't send them itself.
+    /// has gone and won't send them itself. Main thread; a walk that is held up isn't waited for, they follow it.
     void endSoundingNotes();
 
     /// Whether a source or a virtual input is attached.

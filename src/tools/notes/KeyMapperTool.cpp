@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <array>
-#include <numeric>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
+#include "tools/ByteTable.hpp"
 #include "tools/ToolDefinitions.hpp"
 #include "tools/notes/NoteMap.hpp"
 
@@ -14,19 +14,10 @@ namespace varnolex {
 namespace {
 
 struct KeyMapperSettings {
-    /// The processing road looks up single entries, so it needs no snapshot of the whole table.
-    struct NoSnapshot {};
-
-    std::array<std::uint8_t, 128> mapTable = identity();
+    ByteTable mapTable = identityTable();
     std::int64_t octaveShift = 0;
 
-    NoSnapshot realTime() const { return {}; }
-
-    static std::array<std::uint8_t, 128> identity() {
-        std::array<std::uint8_t, 128> entries{};
-        std::iota(entries.begin(), entries.end(), std::uint8_t{0});
-        return entries;
-    }
+    SharedByteTable::NoSnapshot realTime() const { return {}; }
 };
 
 using namespace parameters;
@@ -42,7 +33,7 @@ public:
 
     void process(const ChainMessage& message, ToolChain& chain) override {
         if (!isMapped(message)) return chain.forward(message);
-        const std::uint8_t note = outputs[message.data1() & 0x7F].get();
+        const std::uint8_t note = outputs[message.data1()];
         if (note == dropped) return chain.forward(message.dropped());
         const std::array<std::uint8_t, 3> bytes{message.status(), note, message.length > 2 ? message.data2() : note};
         chain.forward(message.carrying({bytes.data(), message.length}));
@@ -60,14 +51,14 @@ private:
 
     void publishOutputs() {
         const int shift = 12 * static_cast<int>(std::clamp<std::int64_t>(settings().octaveShift, -100, 100));
-        for (std::size_t note = 0; note < outputs.size(); ++note) {
+        outputs.fill([&](std::size_t note) {
             const int output = settings().mapTable[note] + shift;
-            outputs[note].set(isNote(output) ? static_cast<std::uint8_t>(output) : dropped);
-        }
+            return isNote(output) ? static_cast<std::uint8_t>(output) : dropped;
+        });
     }
 
     /// What each note becomes, the octaves included.
-    std::array<SharedValue<std::uint8_t>, 128> outputs;
+    SharedByteTable outputs;
 };
 
 }  // namespace

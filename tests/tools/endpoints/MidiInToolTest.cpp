@@ -1,3 +1,6 @@
+#include <latch>
+#include <thread>
+
 #include "EndpointProbe.hpp"
 #include "endpoints/VirtualInput.hpp"
 #include "engine/MIDILearnCoordinator.hpp"
@@ -56,6 +59,26 @@ TEST_F(MidiInToolTest, endsWhatAGoneSourceHasLeftSounding) {
     EXPECT_EQ(probe.taken(), (Texts{"83 3C 40 |", "B3 40 00 |"}));
     in.endSoundingNotes();
     EXPECT_EQ(probe.taken(), Texts{});
+}
+
+TEST_F(MidiInToolTest, endsItBehindAWalkThatIsHeldUpWithoutWaitingForIt) {
+    in.connectToSource(77);
+    hear(OwnedList{{5, {0x93, 64, 9}}});
+    std::latch isHeld(1);
+    std::latch mayEnd(1);
+    std::thread script([&] {
+        in.chain()->enter([&] {
+            isHeld.count_down();
+            mayEnd.wait();
+        });
+    });
+    isHeld.wait();
+    in.endSoundingNotes();
+    EXPECT_EQ(probe.taken(), Texts{});
+    mayEnd.count_down();
+    script.join();
+    probe.runtime.runFor(std::chrono::milliseconds(1));
+    EXPECT_EQ(probe.taken(), Texts{"83 40 40 |"});
 }
 
 TEST_F(MidiInToolTest, keepsTheChoiceOfASourceThatIsMissing) {
