@@ -39,6 +39,15 @@ if(VARNOLEX_SANITIZE)
     add_link_options(-fsanitize=${VARNOLEX_SANITIZE})
 endif()
 
+if(VARNOLEX_FUZZ)
+    if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+        message(FATAL_ERROR "the fuzz targets need clang")
+    endif()
+    # A fuzzer searches by the branches that it sees taken, so every object tells of its own.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+    add_link_options(-fsanitize=fuzzer-no-link)
+endif()
+
 if(CMAKE_BUILD_TYPE STREQUAL "Release")
     # The processing road runs through all the libraries: what is shipped is optimised as a whole.
     set(CMAKE_INTERPROCEDURAL_OPTIMIZATION ON)

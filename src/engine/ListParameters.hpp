@@ -19,29 +19,6 @@ constexpr Parameter limitedByte(std::string_view key) {
     return row<Member, limitedByteIn, std::int64_t>(key, ParameterShape::integer);
 }
 
-/// A row over an optional member, as `row` is over one that is always there.
-template <auto Member, auto In, class Kept>
-constexpr Parameter optionalRow(std::string_view key, ParameterShape shape) {
-    using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter made;
-    made.key = key;
-    made.shape = shape;
-    made.isOptional = true;
-    made.read = [](const void* settings) -> ParameterValue {
-        const auto& held = static_cast<const Record*>(settings)->*Member;
-        if (!held) return std::monostate{};
-        return static_cast<Kept>(*held);
-    };
-    made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
-        auto& held = static_cast<Record*>(settings)->*Member;
-        if (std::holds_alternative<std::monostate>(value))
-            held.reset();
-        else
-            held = In(value, self);
-    };
-    return made;
-}
-
 /// A signed integer of 64 bits, or none.
 template <auto Member>
 constexpr Parameter optionalInteger(std::string_view key) {

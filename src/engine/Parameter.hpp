@@ -255,27 +255,33 @@ constexpr Parameter list(std::string_view key) {
     return row;
 }
 
-/// The unique ID of an endpoint: a signed 32-bit integer or none.
-template <auto Member>
-constexpr Parameter uniqueID(std::string_view key) {
+/// A row over an optional member, as `row` is over one that is always there.
+template <auto Member, auto In, class Kept>
+constexpr Parameter optionalRow(std::string_view key, ParameterShape shape) {
     using Record = typename MemberOf<decltype(Member)>::RecordType;
-    Parameter row;
-    row.key = key;
-    row.shape = ParameterShape::uniqueID;
-    row.isOptional = true;
-    row.read = [](const void* settings) -> ParameterValue {
+    Parameter made;
+    made.key = key;
+    made.shape = shape;
+    made.isOptional = true;
+    made.read = [](const void* settings) -> ParameterValue {
         const auto& held = static_cast<const Record*>(settings)->*Member;
         if (!held) return std::monostate{};
-        return static_cast<std::int64_t>(*held);
+        return static_cast<Kept>(*held);
     };
-    row.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
+    made.write = [](void* settings, const ParameterValue& value, const Parameter& self) {
         auto& held = static_cast<Record*>(settings)->*Member;
         if (std::holds_alternative<std::monostate>(value))
             held.reset();
         else
-            held = static_cast<std::int32_t>(integerIn(value, self));
+            held = static_cast<typename MemberOf<decltype(Member)>::ValueType::value_type>(In(value, self));
     };
-    return row;
+    return made;
+}
+
+/// The unique ID of an endpoint: a signed 32-bit integer or none.
+template <auto Member>
+constexpr Parameter uniqueID(std::string_view key) {
+    return optionalRow<Member, integerIn, std::int64_t>(key, ParameterShape::uniqueID);
 }
 
 /// The unique ID of a virtual port of ours, or none: an integer of 32 bits. Older files hold the text of a UUID, which

@@ -53,8 +53,8 @@ TEST_F(GraphEngineTest, ConnectionsAreRefusedForTheFirstReasonThatHolds) {
         {third->id, first->id, "Connection would create a cycle"},
     };
     const auto before = graph->connections;
-    for (const auto& [source, target, text] : cases)
-        EXPECT_EQ(refusal<ConnectionError>([&] { engine.addConnection(source, target, *graph); }), text);
+    for (const auto& row : cases)
+        EXPECT_EQ(refusal<ConnectionError>([&] { engine.addConnection(row.source, row.target, *graph); }), row.text);
     EXPECT_EQ(graph->connections, before);
     // A second way to the same place is no circle.
     connect(first, third);
@@ -84,9 +84,10 @@ TEST_F(GraphEngineTest, ValueConnectionsAreRefusedForTheFirstReasonThatHolds) {
         {second->id, first->id, "inputA", "Connection would create a cycle"},
     };
     const auto before = graph->valueConnections;
-    for (const auto& [source, target, port, text] : cases)
-        EXPECT_EQ(refusal<ValueConnectionError>([&] { engine.addValueConnection(source, target, port, *graph); }),
-                  text);
+    for (const auto& row : cases) {
+        const auto add = [&] { engine.addValueConnection(row.source, row.target, row.port, *graph); };
+        EXPECT_EQ(refusal<ValueConnectionError>(add), row.text);
+    }
     EXPECT_EQ(graph->valueConnections, before);
     // The same two nodes by another port, and one number to many ports.
     connectValue(first, second, "inputB");

@@ -51,7 +51,7 @@ TEST(TabPlanTest, ADocumentWithoutTabsOpensItsGraphsBehindItsActivity) {
     ModularDocument document = documentWith({});
     EXPECT_EQ(shownBy(planTabs(document)), "[One]Two");
     document.tabs.reset();
-    document.activityState.emplace();
+    document.activityState = State{};
     EXPECT_EQ(shownBy(planTabs(document)), "[Activity]OneTwo");
     document.activityState->appMode = "modular";
     EXPECT_EQ(shownBy(planTabs(document)), "[One]Two");

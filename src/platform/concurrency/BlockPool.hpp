@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/Sanitizer.hpp"
+
 namespace varnolex {
 
 /// Memory for small objects that one thread makes and another one ends, many thousand times a second. Each thread
@@ -78,14 +80,6 @@ private:
     /// own.
     [[gnu::visibility("hidden")]] static thread_local constinit Stock stocks[classCount + 1];
 };
-
-#if defined(__SANITIZE_ADDRESS__)
-#define VARNOLEX_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VARNOLEX_ADDRESS_SANITIZER 1
-#endif
-#endif
 
 /// Under the address sanitizer a free block is poisoned behind its links, so that a use after the end is found.
 void poisonFreeBlock(void* block, std::size_t size, bool isFree) noexcept;

@@ -4,12 +4,14 @@
 
 #include <filesystem>
 
-#if defined(__SANITIZE_ADDRESS__)
+#include "platform/Sanitizer.hpp"
+
+#if defined(VARNOLEX_ADDRESS_SANITIZER)
 // The search for leaks fails over the engine's thread-local memory as it is recorded for a library that is loaded
 // later, and what the engine makes once it keeps for good.
 extern "C" const char* __asan_default_options() { return "intercept_tls_get_addr=0"; }
 extern "C" const char* __lsan_default_suppressions() { return "leak:libjavascriptcoregtk\n"; }
-#elif defined(__SANITIZE_THREAD__)
+#elif defined(VARNOLEX_THREAD_SANITIZER)
 // The engine has locks of its own making, which nothing tells the sanitizer of.
 extern "C" const char* __tsan_default_suppressions() {
     return "race:libjavascriptcoregtk\nmutex:libjavascriptcoregtk\nsignal:libjavascriptcoregtk\n";

@@ -12,12 +12,13 @@
 #include "endpoints/jack/JackService.hpp"
 #include "platform/MonotonicTime.hpp"
 #include "platform/RealRuntime.hpp"
+#include "platform/Sanitizer.hpp"
 #include "support/SysExBytes.hpp"
 
 namespace varnolex {
 namespace {
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(VARNOLEX_THREAD_SANITIZER)
 constexpr const char* reasonToSkip = "the JACK library isn't built for ThreadSanitizer, which reports its own threads";
 #else
 constexpr const char* reasonToSkip = nullptr;

@@ -7,6 +7,7 @@
 #include "endpoints/jack/JackService.hpp"
 #include "endpoints/tap/JackDestinationTap.hpp"
 #include "platform/RealRuntime.hpp"
+#include "platform/Sanitizer.hpp"
 #include "platform/ports/PortBench.hpp"
 #include "support/Places.hpp"
 
@@ -15,7 +16,7 @@ namespace {
 
 using testing::ElementsAre;
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(VARNOLEX_THREAD_SANITIZER)
 constexpr const char* reasonToSkip = "the JACK library isn't built for ThreadSanitizer, which reports its own threads";
 #else
 constexpr const char* reasonToSkip = nullptr;

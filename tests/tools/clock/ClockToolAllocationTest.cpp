@@ -18,8 +18,8 @@ private:
 class ClockToolAllocation : public ::testing::TestWithParam<PipeToolType> {};
 
 TEST_P(ClockToolAllocation, staysAwayFromTheHeapInTimersToo) {
-    ChainProbe probe(GetParam());
     std::size_t left = 0;
+    ChainProbe probe(GetParam());
     probe.chain->setMessageDidExit(std::make_unique<CountingExit>(left));
     if (GetParam() == PipeToolType::midiGenerator) {
         const ParameterRecord lasting{{{}, {}, {}, {}, {}, std::int64_t{25}}};

@@ -6,6 +6,7 @@
 
 #include "endpoints/jack/JackServer.hpp"
 #include "platform/RealRuntime.hpp"
+#include "platform/Sanitizer.hpp"
 #include "platform/audio/DeviceClock.hpp"
 #include "platform/audio/MemoryAudioOutput.hpp"
 #include "platform/audio/SystemAudioOutput.hpp"
@@ -356,7 +357,7 @@ private:
 };
 
 TEST(SystemAudioOutput, isHeardOverJack) {
-#if defined(__SANITIZE_THREAD__)
+#if defined(VARNOLEX_THREAD_SANITIZER)
     GTEST_SKIP() << "the server's shared memory is unknown to the thread sanitizer";
 #endif
     if (!JackServer::isInstalled()) GTEST_SKIP() << "jackd isn't installed";

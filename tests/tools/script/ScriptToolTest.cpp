@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/RealRuntime.hpp"
+#include "platform/Sanitizer.hpp"
 #include "platform/Stopwatch.hpp"
 #include "platform/keys/MemoryKeys.hpp"
 #include "support/ChainProbe.hpp"
@@ -15,7 +16,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using Texts = std::vector<std::string>;
 
-#if defined(__SANITIZE_THREAD__)
+#if defined(VARNOLEX_THREAD_SANITIZER)
 constexpr bool hasWatchdog = false;
 #else
 constexpr bool hasWatchdog = true;
