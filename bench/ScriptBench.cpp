@@ -16,13 +16,20 @@
 namespace varnolex::bench {
 namespace {
 
-class Sink final : public ChainExit {
+class CountingSink final : public ChainExit {
 public:
-    void deliver(const ChainMessage& message) noexcept override { keep(message); }
+    explicit CountingSink(std::size_t& number) : count(number) {}
+    void deliver(const ChainMessage& message) noexcept override {
+        keep(message);
+        ++count;
+    }
+
+private:
+    std::size_t& count;
 };
 
-/// A chain over a script that sends one message for each that passes.
-std::shared_ptr<ToolChain> chainOver(ScriptLanguage language) {
+/// A chain over a script that sends one message for each that passes. `delivered` counts both.
+std::shared_ptr<ToolChain> chainOver(ScriptLanguage language, std::size_t& delivered) {
     const bool isLua = language == ScriptLanguage::lua;
     const auto tool = std::make_shared<ScriptTool>();
     tool->change([&](ScriptSettings& settings) {
@@ -31,7 +38,7 @@ std::shared_ptr<ToolChain> chainOver(ScriptLanguage language) {
                                       : "function onMessage(m) { send([m.status, m.data1, m.data2]) }";
     });
     auto chain = ToolChain::make({tool}, "Script");
-    chain->setMessageDidExit(std::make_unique<Sink>());
+    chain->setMessageDidExit(std::make_unique<CountingSink>(delivered));
     // The chain came after the settings.
     tool->install();
     if (!tool->isInstalled()) throw std::runtime_error("the script isn't installed: " + tool->installError());
@@ -160,11 +167,17 @@ struct Floor {
     const char* meaning = "a script may stand in a dense stream";
 };
 
-void measure(const Effort& effort, const std::string& name, ToolChain& chain, std::size_t count, const Floor& floor,
-             Figures& figures) {
+void measure(const Effort& effort, const std::string& name, ScriptLanguage language, std::size_t count,
+             const Floor& floor, Figures& figures) {
+    std::size_t delivered = 0;
+    const auto chain = chainOver(language, delivered);
+    const auto callScript = [&] {
+        const std::size_t before = delivered;
+        chain->enter([&] { varnolexBenchWalk(*chain, count); });
+        if (delivered - before != 2 * count) throw std::runtime_error(name + ": messages passed the script by");
+    };
     const std::vector<double> medians =
-        mediansOf(effort.passes, {[&] { chain.enter([&] { varnolexBenchWalk(chain, count); }); },
-                                  [&] {
+        mediansOf(effort.passes, {callScript, [&] {
                                       for (std::size_t index = 0; index < count; ++index) floor.call();
                                   }});
     const double scale = 1e9 / static_cast<double>(count);
@@ -175,16 +188,16 @@ void measure(const Effort& effort, const std::string& name, ToolChain& chain, st
 void measureBoth(const Effort& effort, const std::string& suffix, std::size_t count, const std::string& floorSuffix,
                  const std::function<void()>& alsoInFloor, Figures& figures) {
     BareLua lua(bareCall);
-    measure(effort, "script: Lua" + suffix, *chainOver(ScriptLanguage::lua), count,
+    measure(effort, "script: Lua" + suffix, ScriptLanguage::lua, count,
             {"bare call" + floorSuffix, [&] { lua.call(), alsoInFloor(); }}, figures);
     BareJavaScript javascript;
-    measure(effort, "script: JavaScript" + suffix, *chainOver(ScriptLanguage::javascript), count,
+    measure(effort, "script: JavaScript" + suffix, ScriptLanguage::javascript, count,
             {"bare call" + floorSuffix, [&] { javascript.call(), alsoInFloor(); }}, figures);
 }
 
 void measureLuaBesideItsTables(const Effort& effort, std::size_t count, Figures& figures) {
     BareLua lua(bareTables);
-    measure(effort, "script: Lua, beside its own tables", *chainOver(ScriptLanguage::lua), count,
+    measure(effort, "script: Lua, beside its own tables", ScriptLanguage::lua, count,
             {"Lua's tables and calls alone, ns", [&] { lua.call(); },
              "a message costs what Lua's own tables cost, no more"},
             figures);

@@ -17,6 +17,8 @@ using namespace std::chrono_literals;
 
 /// How often a walk that waits for a script looks around.
 constexpr Nanoseconds lookInterval = 10ms;
+/// What counts of the time between two looks. Where the whole machine stood still, nobody has waited for the script.
+constexpr Nanoseconds longestLook = 2 * lookInterval;
 /// What a script gets to obey a request to stop.
 constexpr Nanoseconds timeToStop = 80ms;
 /// What the main thread gets to answer while a script runs. If it doesn't, the user may be waiting for this very
@@ -179,7 +181,8 @@ bool ScriptSession::process(const ChainMessage& message, ToolChain& chain) {
 
 void ScriptSession::runOnThread(const ChainMessage& message) {
     messageCopy.assign(message.bytes, message.bytes + message.length);
-    stopSeen = 0;
+    lastLook = 0;
+    waitedForStop = 0ns;
     task = Task::message;
     thread->begin(*this);
     for (;;) {
@@ -198,20 +201,19 @@ void ScriptSession::runOnThread(const ChainMessage& message) {
 
 bool ScriptSession::mustLeaveBehind() {
     const HostTime now = Runtime::current().hostTime();
-    if (!isStopRequested.get()) {
-        askMainThread(now);
-        return false;
-    }
-    if (stopSeen == 0) stopSeen = now;
-    return now - stopSeen >= static_cast<HostTime>(timeToStop.count());
+    const HostTime before = std::exchange(lastLook, now);
+    const Nanoseconds waited = before == 0 ? 0ns : std::min(Nanoseconds(now - before), longestLook);
+    if (isStopRequested.get()) return (waitedForStop += waited) >= timeToStop;
+    askMainThread(waited);
+    return false;
 }
 
-void ScriptSession::askMainThread(HostTime now) {
+void ScriptSession::askMainThread(Nanoseconds waited) {
     if (mainHasAnswered->get()) {
         mainHasAnswered->set(false);
-        mainAsked = now;
+        waitedForMain = 0ns;
         Runtime::current().postToMain([answer = mainHasAnswered] { answer->set(true); });
-    } else if (now - mainAsked >= static_cast<HostTime>(timeToAnswer.count())) {
+    } else if ((waitedForMain += waited) >= timeToAnswer) {
         isStoppedForMain = true;
         requestStop();
     }

@@ -82,7 +82,7 @@ private:
 
     void runOnThread(const ChainMessage& message);
     bool mustLeaveBehind();
-    void askMainThread(HostTime now);
+    void askMainThread(Nanoseconds waited);
     void leaveBehind();
     void forwardOutbox();
     void sendInjects(std::size_t first, const ChainMessage& like, ToolChain& chain);
@@ -113,8 +113,10 @@ private:
     // The walk's own.
     bool isBusy = false;
     int depth = 0;
-    HostTime stopSeen = 0;
-    HostTime mainAsked = 0;
+    /// When the walk that waits last looked around, or 0.
+    HostTime lastLook = 0;
+    Nanoseconds waitedForStop{};
+    Nanoseconds waitedForMain{};
     bool isStoppedForMain = false;
     SharedValue<bool> isLost{false};
     const std::shared_ptr<SharedValue<bool>> mainHasAnswered = std::make_shared<SharedValue<bool>>(true);
