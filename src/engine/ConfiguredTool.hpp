@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <optional>
 #include <type_traits>
@@ -61,6 +62,7 @@ public:
         const Parameter* row = liveRow(key);
         if (!row) return;
         row->live(&lives)->set(value);
+        changeCount.fetch_add(1, std::memory_order_release);
         liveValueDidChange();
     }
 
@@ -80,10 +82,11 @@ protected:
     /// Any thread: the settings as last published.
     RealTime current() const { return snapshot.read(); }
 
-    /// Under the walk's lock: the settings as last published. They stand in one place and are copied only when they
-    /// have changed, so a look at some of them costs no more than these; the next call may put newer ones there.
+    /// Under the walk's lock: the settings as last published, ridden by the live values if they have a `ride(Lives)`.
+    /// They stand in one place and are copied only when something has changed, so a look at some of them costs no more
+    /// than these; the next call may put newer ones there.
     const RealTime& settingsInWalk() const {
-        if (snapshot.version() != walk.version) [[unlikely]]
+        if (changeCount.load(std::memory_order_relaxed) != walk.changeCount) [[unlikely]]
             takeSettings();
         return walk.settings;
     }
@@ -123,12 +126,14 @@ private:
     void adopt(const Settings& next, const Settings& before) {
         stored = next;
         snapshot.publish(RealTimeSettings<Settings>::of(stored));
+        changeCount.fetch_add(1, std::memory_order_release);
         settingsDidChange(before);
     }
 
     [[gnu::noinline]] void takeSettings() const {
-        walk.version = snapshot.version();
+        walk.changeCount = changeCount.load(std::memory_order_acquire);
         walk.settings = snapshot.read();
+        if constexpr (requires { walk.settings.ride(lives); }) walk.settings.ride(lives);
     }
 
     const Parameter* liveRow(std::string_view key) const {
@@ -140,10 +145,12 @@ private:
     Settings stored;
     Snapshot<RealTime> snapshot;
     mutable Lives lives;
+    /// Counts the publications and the changes of live values, each when it is done.
+    std::atomic<std::uint64_t> changeCount{1};
 
     /// What walks have taken of the snapshot; touched by them only.
     struct InWalk {
-        std::uint64_t version = 0;
+        std::uint64_t changeCount = 0;
         RealTime settings{};
     };
     mutable InWalk walk;

@@ -2,9 +2,11 @@
 #include <array>
 #include <list>
 #include <string>
+#include <vector>
 
 #include "engine/ConfiguredTool.hpp"
 #include "engine/ToolChain.hpp"
+#include "engine/WalkOutbox.hpp"
 #include "platform/Runtime.hpp"
 #include "platform/keys/KeyService.hpp"
 #include "tools/ToolDefinitions.hpp"
@@ -21,6 +23,10 @@ enum ActionType : std::int64_t { pressAndRelease, keyDownOnly, keyUpOnly };
 constexpr std::int64_t lastChannel = 16;
 /// Of a channel that no message has.
 constexpr std::int64_t noChannel = 17;
+
+struct KeystrokeLives {
+    LiveValue triggerMinValue;
+};
 
 struct KeystrokeSettings {
     /// What decides whether a message triggers: all that most messages read.
@@ -40,6 +46,10 @@ struct KeystrokeSettings {
         KeyEvent down;
         std::int64_t actionType;
         std::int64_t slownessMs;
+
+        void ride(const KeystrokeLives& live) {
+            trigger.minValue = static_cast<std::uint8_t>(clampedLive(0, 127, live.triggerMinValue, trigger.minValue));
+        }
     };
 
     std::int64_t triggerType = onNoteOn;
@@ -76,10 +86,6 @@ struct KeystrokeSettings {
         settings.triggerMinValue = 1;
         return settings;
     }
-};
-
-struct KeystrokeLives {
-    LiveValue triggerMinValue;
 };
 
 using namespace parameters;
@@ -134,6 +140,26 @@ protected:
     }
 
 private:
+    /// On its way to the main thread.
+    struct Press {
+        KeyEvent down;
+        std::int64_t actionType;
+        std::int64_t slownessMs;
+        /// Of `runs`, when the message came.
+        std::uint32_t run;
+    };
+
+    /// Those that wait for the main thread: more than anybody plays meanwhile. Of a flood some are left out.
+    struct Presses {
+        Presses() { list.reserve(256); }
+
+        void add(const Press& press) {
+            if (list.size() < list.capacity()) list.push_back(press);
+        }
+
+        std::vector<Press> list;
+    };
+
     struct Release {
         KeyEvent up;
         WorkItem item;
@@ -144,15 +170,14 @@ private:
         if (now.channel != 0 && now.channel != message.channel() + 1) return false;
         const std::uint8_t data1 = message.length > 1 ? message.data1() : 0;
         const std::uint8_t data2 = message.length > 2 ? message.data2() : 0;
-        const auto isAtLeast = [&] { return data2 >= clampedLive(0, 127, live().triggerMinValue, now.minValue); };
         switch (now.type) {
             case onNoteOn:
-                return message.kind() == 0x90 && data2 > 0 && (now.any || data1 == now.note) && isAtLeast();
+                return message.kind() == 0x90 && data2 > 0 && (now.any || data1 == now.note) && data2 >= now.minValue;
             case onNoteOff:
                 return (message.kind() == 0x80 || (message.kind() == 0x90 && data2 == 0)) &&
                        (now.any || data1 == now.note);
             case onController:
-                return message.kind() == 0xB0 && (now.any || data1 == now.cc) && isAtLeast();
+                return message.kind() == 0xB0 && (now.any || data1 == now.cc) && data2 >= now.minValue;
             case onProgramChange:
                 return message.kind() == 0xC0 && (now.any || data1 == now.program);
             case onAny:
@@ -165,14 +190,14 @@ private:
 
     [[gnu::noinline]] void trigger() {
         const KeystrokeSettings::RealTime& now = settingsInWalk();
-        Runtime::current().postToMain([weak = weak_from_this(), key = now.down, action = now.actionType,
-                                       slowness = now.slownessMs, run = runs.get()] {
-            const auto tool = weak.lock();
-            if (!tool) return;
-            auto& keystroke = static_cast<KeystrokeTool&>(*tool);
+        outbox.inWalk().add({now.down, now.actionType, now.slownessMs, runs.get()});
+    }
+
+    void pressAll(Presses& presses) {
+        for (const Press& press : presses.list)
             // A stop in the meantime would wait for no release: it comes at once.
-            keystroke.act(key, action, run == keystroke.runs.get() ? slowness : 0);
-        });
+            act(press.down, press.actionType, press.run == runs.get() ? press.slownessMs : 0);
+        presses.list.clear();
     }
 
     void act(const KeyEvent& key, std::int64_t action, std::int64_t slowness) {
@@ -206,6 +231,7 @@ private:
     SharedValue<std::uint32_t> runs{0};
     /// In the order of the presses. The main thread's.
     std::list<Release> releases;
+    WalkOutbox<Presses> outbox{*this, [this](Presses& presses) { pressAll(presses); }};
 };
 
 }  // namespace

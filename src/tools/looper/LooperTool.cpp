@@ -18,6 +18,7 @@ constexpr HostTime longestInterval = 2 * ticksPerSecond;
 LooperTool::LooperTool() : ConfiguredTool(looperDefinition) {}
 
 void LooperTool::process(const ChainMessage& message, ToolChain& chain) {
+    if (message.isController()) return takeController(message, chain);
     if (message.length == 3) return takeChannelMessage(message, chain);
     if (message.isClockTick()) return clockStep(message, chain);
     if (message.length == 1 && message.status() == 0xFA) state.currentTick = 0;
@@ -55,20 +56,36 @@ void LooperTool::enabledDidChange(bool isOn) {
 
 // Messages
 
+// What is rare stands in functions of its own: the usual message is to pass with nothing to keep for after a call.
+
+[[gnu::noinline]] void LooperTool::takeController(const ChainMessage& message, ToolChain& chain) {
+    handleRemoteCC(message, chain);
+    takeChannelMessage(message, chain);
+}
+
 void LooperTool::takeChannelMessage(const ChainMessage& message, ToolChain& chain) {
-    if (message.isController()) handleRemoteCC(message, chain);
-    const LooperTransport transport = state.transport;
-    if (transport == LooperTransport::recording || transport == LooperTransport::overdubbing)
-        record(message);
-    else if (message.isNoteEnd())
-        // A key that was held when the recording ended must not be taken for one that is pressed in the next.
-        state.pendingRecordNotes.take(message.noteKey());
-    if (!isHeard(transport)) return hand(message.dropped(), chain);
+    if (isRecording(state.transport)) return record(message, chain);
+    // A key that was held when the recording ended must not be taken for one that is pressed in the next.
+    if (message.isNoteEnd()) state.pendingRecordNotes.forget(message.noteKey());
+    passOn(message, chain);
+}
+
+void LooperTool::passOn(const ChainMessage& message, ToolChain& chain) {
+    if (!isHeard(state.transport)) return drop(message, chain);
     hand(message, chain);
 }
 
-void LooperTool::record(const ChainMessage& message) {
-    if (message.isController() && message.data1() != 0 && isRemote(message.data1())) return;
+[[gnu::noinline]] void LooperTool::drop(const ChainMessage& message, ToolChain& chain) {
+    hand(message.dropped(), chain);
+}
+
+[[gnu::noinline]] void LooperTool::record(const ChainMessage& message, ToolChain& chain) {
+    const bool isCommand = message.isController() && message.data1() != 0 && isRemote(message.data1());
+    if (!isCommand) takeIntoLoop(message);
+    passOn(message, chain);
+}
+
+void LooperTool::takeIntoLoop(const ChainMessage& message) {
     switch (recordMessage(message, state.currentTick, history.loop(), state.pendingRecordNotes)) {
         case Recorded::note:
             return updateEventCount();
@@ -86,7 +103,7 @@ bool LooperTool::isHeard(LooperTransport transport) const {
         case 0:
             return true;
         case 2:
-            return transport == LooperTransport::recording || transport == LooperTransport::overdubbing;
+            return isRecording(transport);
         case 3:
             return transport != LooperTransport::playing;
         default:

@@ -108,8 +108,12 @@ private:
     void command(Work&& work);
 
     // Messages
+    void takeController(const ChainMessage& message, ToolChain& chain);
     void takeChannelMessage(const ChainMessage& message, ToolChain& chain);
-    void record(const ChainMessage& message);
+    void record(const ChainMessage& message, ToolChain& chain);
+    void takeIntoLoop(const ChainMessage& message);
+    void passOn(const ChainMessage& message, ToolChain& chain);
+    void drop(const ChainMessage& message, ToolChain& chain);
     bool isHeard(LooperTransport transport) const;
     void hand(const ChainMessage& message, ToolChain& chain);
 

@@ -70,6 +70,7 @@ public:
         return presses[key];
     }
 
+    void forget(NoteKey key) { held.reset(key); }
     void clear() { held.reset(); }
 
     /// Hands each key and press to `use`, and forgets them.

@@ -69,21 +69,37 @@ private:
         return message.isChannelPressure() || message.isController() || message.isThreeBytes(0xE0);
     }
 
-    void begin(const ChainMessage& message, ToolChain& chain) {
+    /// Out of the way of the other messages.
+    [[gnu::noinline]] void begin(const ChainMessage& message, ToolChain& chain) {
         const MPEDistributorSettings::Reduced& now = settingsInWalk();
         const bool isNews = now.autoSendConfig && sentZone != now.zone;
-        if (isNews) sentZone = now.zone;
         const MPEVoices::Allocation voice = voices.allocate(message.noteKey(), now.channels);
-        if (isNews) sendConfiguration(message, now, chain);
+        if (isNews || voice.stolen) [[unlikely]]
+            return prepareAndPlay(message, voice, isNews, chain);
+        play(message, voice, chain);
+    }
+
+    [[gnu::noinline]] void prepareAndPlay(const ChainMessage& message, const MPEVoices::Allocation& voice, bool isNews,
+                                          ToolChain& chain) {
+        if (isNews) {
+            const MPEDistributorSettings::Reduced now = settingsInWalk();
+            sentZone = now.zone;
+            sendConfiguration(message, now, chain);
+        }
         if (voice.stolen) {
             const ShortMessage off = ShortMessage::noteOff(voice.stolen->channel, voice.stolen->note);
             chain.forward(message.notLast().carrying(off));
         }
+        play(message, voice, chain);
+    }
+
+    static void play(const ChainMessage& message, const MPEVoices::Allocation& voice, ToolChain& chain) {
         const ShortMessage on = ShortMessage::noteOn(voice.channel, message.data1(), message.data2());
         chain.forward(message.carrying(on));
     }
 
-    static void sendConfiguration(const ChainMessage& cause, MPEDistributorSettings::Reduced now, ToolChain& chain) {
+    static void sendConfiguration(const ChainMessage& cause, const MPEDistributorSettings::Reduced& now,
+                                  ToolChain& chain) {
         const MPEChannels zone = now.channels;
         for (const ShortMessage& change : registeredParameter(zone.master, zoneSizeParameter, now.zone.memberCount))
             chain.forward(cause.notLast().carrying(change));

@@ -12,6 +12,8 @@ namespace varnolex {
 /// The sounding notes of a zone, one a channel, so that 16 is the most there can be.
 class MPEVoices {
 public:
+    MPEVoices() { channels.fill(none); }
+
     struct Stolen {
         std::uint8_t channel;
         std::uint8_t note;
@@ -35,16 +37,18 @@ public:
 
     /// Ends the voice of a key and returns its channel.
     std::optional<std::uint8_t> release(std::uint16_t key) {
-        for (unsigned left = sounding; left != 0; left &= left - 1) {
-            const std::uint8_t channel = firstOf(left);
-            if (voices[channel].key != key) continue;
-            sounding &= ~(1u << channel);
-            return channel;
-        }
-        return std::nullopt;
+        const std::uint8_t channel = channels[key];
+        if (channel == none) return std::nullopt;
+        channels[key] = none;
+        sounding &= ~(1u << channel);
+        return channel;
     }
 
 private:
+    static constexpr std::size_t keyCount = 16 * 128;
+    /// No channel has this number.
+    static constexpr std::uint8_t none = 0xFF;
+
     struct Voice {
         std::uint16_t key = 0;
         /// When it began, in allocations.
@@ -55,7 +59,9 @@ private:
 
     Allocation store(std::uint16_t key, const Allocation& made) {
         release(key);
+        if (made.stolen) channels[voices[made.channel].key] = none;
         voices[made.channel] = {key, ++lruTick};
+        channels[key] = made.channel;
         sounding |= 1u << made.channel;
         return made;
     }
@@ -71,6 +77,8 @@ private:
 
     /// By channel; bit n of `sounding` tells whether the one of channel n counts.
     std::array<Voice, 16> voices;
+    /// By key: the channel of its voice.
+    std::array<std::uint8_t, keyCount> channels;
     unsigned sounding = 0;
     std::uint64_t lruTick = 0;
 };

@@ -46,7 +46,9 @@ private:
         std::optional<std::uint8_t> currentNote;
     };
 
-    void begin(const ChainMessage& message, ToolChain& chain) {
+    // Out of the way of what passes.
+
+    [[gnu::noinline]] void begin(const ChainMessage& message, ToolChain& chain) {
         Voice& now = voice.inWalk();
         const auto old = now.currentNote;
         now.activeNotes.press(message.data1() & 0x7F, message.data2());
@@ -57,7 +59,7 @@ private:
         chain.forward(message.carrying(on));
     }
 
-    void end(const ChainMessage& message, ToolChain& chain) {
+    [[gnu::noinline]] void end(const ChainMessage& message, ToolChain& chain) {
         Voice& now = voice.inWalk();
         const std::uint8_t released = message.data1() & 0x7F;
         now.activeNotes.release(released);

@@ -13,6 +13,12 @@
 namespace varnolex {
 namespace {
 
+struct SplitLives {
+    LiveValue splitKey;
+    LiveValue transposeSteps;
+    LiveValue outputChannel;
+};
+
 struct SplitSettings {
     /// Reduced to what makes a difference, and small, since every message that passes reads it.
     struct Reduced {
@@ -23,6 +29,12 @@ struct SplitSettings {
         std::uint8_t fromChannel;
         bool transposeMoved;
         std::int8_t transposeSteps;
+
+        void ride(const SplitLives& live) {
+            splitKey = static_cast<std::uint8_t>(clampedLive(0, 127, live.splitKey, splitKey));
+            outputChannel = static_cast<std::uint8_t>(clampedLive(0, 15, live.outputChannel, outputChannel));
+            transposeSteps = static_cast<std::int8_t>(clampedLive(-127, 127, live.transposeSteps, transposeSteps));
+        }
     };
 
     /// Whether the notes from the split key upwards are moved, else those below it.
@@ -47,12 +59,6 @@ struct SplitSettings {
         settings.isHigh = true;
         return settings;
     }
-};
-
-struct SplitLives {
-    LiveValue splitKey;
-    LiveValue transposeSteps;
-    LiveValue outputChannel;
 };
 
 using namespace parameters;
@@ -89,23 +95,13 @@ public:
 private:
     void begin(const ChainMessage& message, const SplitSettings::Reduced& now, ToolChain& chain) {
         NotePlace place{message.channel(), message.data1()};
-        if (isMoved(message.data1(), now)) {
-            const int note = movedNote(message.data1(), now);
+        if (now.isHigh == (place.note >= now.splitKey)) {
+            const int note = place.note + (now.transposeMoved ? now.transposeSteps : 0);
             if (!isNote(note)) return chain.forward(message.dropped());
-            place = {static_cast<std::uint8_t>(clampedLive(0, 15, live().outputChannel, now.outputChannel)),
-                     static_cast<std::uint8_t>(note)};
+            place = {now.outputChannel, static_cast<std::uint8_t>(note)};
         }
         soundingNotes.inWalk().put(message.noteKey(), place);
         forwardAs(place, message, chain);
-    }
-
-    bool isMoved(int note, const SplitSettings::Reduced& now) const {
-        return now.isHigh == (note >= clampedLive(0, 127, live().splitKey, now.splitKey));
-    }
-
-    int movedNote(int note, const SplitSettings::Reduced& now) const {
-        if (!now.transposeMoved) return note;
-        return note + clampedLive(-127, 127, live().transposeSteps, now.transposeSteps);
     }
 
     static void forwardAs(NotePlace place, const ChainMessage& message, ToolChain& chain) {
