@@ -1,12 +1,12 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <optional>
 #include <type_traits>
 
 #include "engine/PipeTool.hpp"
+#include "platform/concurrency/ChangeCount.hpp"
 #include "platform/concurrency/Snapshot.hpp"
 
 namespace varnolex {
@@ -62,7 +62,7 @@ public:
         const Parameter* row = liveRow(key);
         if (!row) return;
         row->live(&lives)->set(value);
-        changeCount.fetch_add(1, std::memory_order_release);
+        changeCount.add();
         liveValueDidChange();
     }
 
@@ -86,7 +86,7 @@ protected:
     /// They stand in one place and are copied only when something has changed, so a look at some of them costs no more
     /// than these; the next call may put newer ones there.
     const RealTime& settingsInWalk() const {
-        if (changeCount.load(std::memory_order_relaxed) != walk.changeCount) [[unlikely]]
+        if (changeCount.isBeyond(walk.seen)) [[unlikely]]
             takeSettings();
         return walk.settings;
     }
@@ -126,12 +126,12 @@ private:
     void adopt(const Settings& next, const Settings& before) {
         stored = next;
         snapshot.publish(RealTimeSettings<Settings>::of(stored));
-        changeCount.fetch_add(1, std::memory_order_release);
+        changeCount.add();
         settingsDidChange(before);
     }
 
     [[gnu::noinline]] void takeSettings() const {
-        walk.changeCount = changeCount.load(std::memory_order_acquire);
+        walk.seen = changeCount.get();
         walk.settings = snapshot.read();
         if constexpr (requires { walk.settings.ride(lives); }) walk.settings.ride(lives);
     }
@@ -146,11 +146,11 @@ private:
     Snapshot<RealTime> snapshot;
     mutable Lives lives;
     /// Counts the publications and the changes of live values, each when it is done.
-    std::atomic<std::uint64_t> changeCount{1};
+    ChangeCount changeCount;
 
     /// What walks have taken of the snapshot; touched by them only.
     struct InWalk {
-        std::uint64_t changeCount = 0;
+        std::uint64_t seen = 0;
         RealTime settings{};
     };
     mutable InWalk walk;

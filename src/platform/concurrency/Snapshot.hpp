@@ -47,9 +47,6 @@ public:
         }
     }
 
-    /// Grows with every publication; what is read afterwards is of this version or a newer one. Any thread.
-    std::uint64_t version() const noexcept { return published.load(std::memory_order_acquire); }
-
 private:
     static constexpr std::size_t wordSize = sizeof(std::uint64_t);
     static constexpr std::size_t wordCount = (sizeof(Value) + wordSize - 1) / wordSize;
