@@ -7,7 +7,7 @@
 
 #include <lua.hpp>
 
-#include "platform/script/LuaSyntaxError.hpp"
+#include "platform/script/LuaErrorColumn.hpp"
 
 namespace varnolex {
 namespace {
@@ -35,6 +35,37 @@ if calendar then
     os.time = function(parts) if parts then return time(parts) end return calendar() end
     os.date = function(format, moment) return date(format, moment or calendar()) end
     os.clock = clock
+
+    -- The engine's own order of texts is another one in each run.
+    local next, type, get, metatable, sort, move = next, type, rawget, debug.getmetatable, table.sort, table.move
+    local rank = {number = 1, string = 2, boolean = 3}
+    local function isEarlier(left, right)
+        local leftRank, rightRank = rank[type(left)], rank[type(right)]
+        if leftRank ~= rightRank then return leftRank < rightRank end
+        if leftRank == 3 then return right and not left end
+        return left < right
+    end
+    local enginePairs = pairs
+    pairs = function(subject)
+        local meta = metatable(subject)
+        if type(subject) ~= "table" or meta and get(meta, "__pairs") then return enginePairs(subject) end
+        local keys, others = {}, {}
+        for key in next, subject do
+            local list = rank[type(key)] and keys or others
+            list[#list + 1] = key
+        end
+        sort(keys, isEarlier)
+        move(others, 1, #others, #keys + 1, keys)
+        local place = 0
+        return function()
+            while true do
+                place = place + 1
+                local key = keys[place]
+                local value = get(subject, key)
+                if key == nil or value ~= nil then return key, value end
+            end
+        end, subject, nil
+    end
 end
 )";
 
@@ -119,12 +150,6 @@ std::string_view topText(lua_State* lua) {
     std::size_t length = 0;
     const char* const text = lua_tolstring(lua, -1, &length);
     return text ? std::string_view(text, length) : std::string_view();
-}
-
-/// Turns whatever was thrown into a text.
-int describeError(lua_State* lua) {
-    if (!lua_isstring(lua, 1)) luaL_tolstring(lua, 1, nullptr);
-    return 1;
 }
 
 }  // namespace
@@ -270,16 +295,20 @@ struct LuaBridge::Functions {
     }
 
     static int runChunk(lua_State* lua) {
-        const auto* const source = static_cast<const std::string*>(lua_touserdata(lua, 1));
-        if (luaL_loadbufferx(lua, source->data(), source->size(), "=script", "t") != LUA_OK) {
-            if (const auto column = columnOfLuaSyntaxError(*source, topText(lua))) {
-                lua_pushfstring(lua, " (column %d)", static_cast<int>(*column));
-                lua_concat(lua, 2);
-            }
-            return lua_error(lua);
-        }
+        const std::string& source = bridgeOf(lua).source;
+        if (luaL_loadbufferx(lua, source.data(), source.size(), "=script", "t") != LUA_OK) return lua_error(lua);
         lua_call(lua, 0, 0);
         return 0;
+    }
+
+    /// Turns whatever was thrown into a text that names the place.
+    static int describeError(lua_State* lua) {
+        if (!lua_isstring(lua, 1)) luaL_tolstring(lua, 1, nullptr);
+        if (const auto column = columnOfLuaError(bridgeOf(lua).source, topText(lua))) {
+            lua_pushfstring(lua, " (column %d)", static_cast<int>(*column));
+            lua_concat(lua, 2);
+        }
+        return 1;
     }
 
     static int callOnLoad(lua_State* lua) {
@@ -322,7 +351,7 @@ bool LuaBridge::open() {
     *static_cast<LuaBridge**>(lua_getextraspace(state)) = this;
     isLarge = false;
     collectSeldom();
-    lua_pushcfunction(state, describeError);
+    lua_pushcfunction(state, Functions::describeError);
     errorHandler = lua_gettop(state);
     return true;
 }
@@ -371,15 +400,14 @@ void LuaBridge::callAndLogError(int arguments) {
     lua_pop(state, 1);
 }
 
-bool LuaBridge::loadScript(const std::string& source) {
+bool LuaBridge::loadScript(const std::string& text) {
     fail({});
+    source = text;
     if (!open()) return fail("Failed to create Lua state");
     if (!prepareLibraries()) return failWithTop();
     watch();
     lua_pushcfunction(state, Functions::runChunk);
-    // Lua only reads it.
-    lua_pushlightuserdata(state, const_cast<std::string*>(&source));
-    if (lua_pcall(state, 1, 0, errorHandler) != LUA_OK) return failWithTop();
+    if (lua_pcall(state, 0, 0, errorHandler) != LUA_OK) return failWithTop();
     lua_pushcfunction(state, Functions::callOnLoad);
     callAndLogError(0);
     return true;

@@ -17,7 +17,7 @@ public:
     LuaBridge() = default;
     ~LuaBridge() override;
 
-    bool loadScript(const std::string& source) override;
+    bool loadScript(const std::string& text) override;
     void processMessage(const std::uint8_t* bytes, std::size_t size) override;
 
 private:
@@ -34,6 +34,8 @@ private:
     void processLongMessage(const std::uint8_t* bytes, std::size_t size);
     void callAndLogError(int arguments);
 
+    /// For the places of errors.
+    std::string source;
     std::unique_ptr<LuaMemory> memory;
     lua_State* state = nullptr;
     bool isLarge = false;

@@ -208,8 +208,8 @@ TEST_P(ScriptCalls, passEverythingWhenAScriptIsFaulty) {
     }
 }
 
-TEST(ScriptTool, tellsTheColumnOfASyntaxErrorInLuaWhereItIsSure) {
-    const std::array<std::pair<const char*, const char*>, 8> texts{{
+TEST(ScriptTool, tellsTheColumnOfAnErrorInLua) {
+    const std::array<std::pair<const char*, const char*>, 12> texts{{
         {"x = = 1", "script:1: unexpected symbol near '='"},
         {"\nlocal \xC3\xBC", "script:2: <name> expected near '<\\195>'"},
         {"y = 1\nx = ) + 1", "script:2: unexpected symbol near ')' (column 5)"},
@@ -217,10 +217,39 @@ TEST(ScriptTool, tellsTheColumnOfASyntaxErrorInLuaWhereItIsSure) {
         {"s = 'a' 'b' c", "script:1: unexpected symbol near ''b'' (column 9)"},
         {"s = '\xC3\xBC' d e", "script:1: syntax error near 'e' (column 11)"},
         {"function onMessage(m", "script:1: ')' expected near <eof> (column 21)"},
-        {"error('x')", "script:1: x"},
+        {"local t = 1 error('x')", "script:1: x (column 13)"},
+        {"x = 1 + nope", "script:1: attempt to perform arithmetic on a nil value (global 'nope') (column 9)"},
+        {"a = {}\n\tb = a.b.c", "script:2: attempt to index a nil value (field 'b') (column 2)"},
+        {"local t = setmetatable({}, 1)",
+         "script:1: bad argument #2 to 'setmetatable' (nil or table expected, got number) (column 11)"},
+        {"error('anywhere', 0)", "anywhere"},
     }};
     for (const auto& [source, told] : texts)
         EXPECT_EQ(ScriptProbe(ScriptLanguage::lua, source).script().installError(), told) << source;
+    ScriptProbe probe(ScriptLanguage::lua, "function onMessage(m)\n  sent(m)\nend");
+    probe.answer({0x90, 60, 100});
+    EXPECT_EQ(probe.lastLine(), "script:2: attempt to call a nil value (global 'sent') (column 3)");
+}
+
+TEST(ScriptTool, goesThroughALuaTableInTheSameOrderInEveryRun) {
+    ScriptProbe probe(ScriptLanguage::lua, R"(
+        local t = {[2.5] = 1, [-1] = 1, [true] = 1, [false] = 1, 'one', 'two'}
+        for letter in ('thequickbrownfox'):gmatch('.') do t[letter] = 1 end
+        local like = setmetatable({}, {__pairs = function() return next, {mine = 1} end})
+        function onMessage(m)
+            local seen = {}
+            for key, value in pairs(t) do
+                seen[#seen + 1] = tostring(key)
+                t.q, t.r = nil, nil
+                if key == 'x' then t[key] = 2 end
+            end
+            for key in pairs(like) do seen[#seen + 1] = key end
+            log(table.concat(seen, ' '))
+            log(select(2, pcall(function() for key in pairs(nil) do end end)))
+        end)");
+    probe.answer({0x90, 60, 100});
+    EXPECT_THAT(probe.lastLine(), HasSubstr("bad argument #1"));
+    EXPECT_EQ(probe.script().logLines().front(), "-1 1 2 2.5 b c e f h i k n o t u w x false true mine");
 }
 
 TEST(ScriptTool, keepsTheMemoryOfLuaBoundedHoweverManyMessagesCome) {

@@ -1,4 +1,4 @@
-#include "platform/script/LuaSyntaxError.hpp"
+#include "platform/script/LuaErrorColumn.hpp"
 
 #include <algorithm>
 #include <charconv>
@@ -43,23 +43,43 @@ std::size_t onlyPlace(std::string_view line, std::string_view token) {
     return found;
 }
 
+/// The first text of the reason that stands between quotation marks, if it is a name.
+std::string_view blamedName(std::string_view reason) {
+    const std::size_t begin = reason.find('\'');
+    if (begin == none) return {};
+    reason.remove_prefix(begin + 1);
+    const std::string_view quoted = reason.substr(0, reason.find('\''));
+    return std::ranges::all_of(quoted, isOfName) ? quoted : std::string_view();
+}
+
+/// A token comes between quotation marks, but for the end of the text.
+std::size_t placeOfToken(std::string_view line, std::string_view token) {
+    if (token == "<eof>") return line.size();
+    if (token.size() < 3 || token.front() != '\'' || token.back() != '\'') return none;
+    return onlyPlace(line, token.substr(1, token.size() - 2));
+}
+
+std::size_t placeOfFault(std::string_view line, std::string_view reason) {
+    for (const std::string_view name : {blamedName(reason), std::string_view("error")})
+        if (const std::size_t place = name.empty() ? none : onlyPlace(line, name); place != none) return place;
+    return line.find_first_not_of(" \t");
+}
+
 }  // namespace
 
-std::optional<std::size_t> columnOfLuaSyntaxError(std::string_view source, std::string_view message) {
-    constexpr std::string_view beforeToken = " near ";
-    const std::size_t colon = message.find(':');
-    const std::size_t near = message.find(beforeToken);
-    if (colon == none || near == none) return std::nullopt;
+std::optional<std::size_t> columnOfLuaError(std::string_view source, std::string_view message) {
+    constexpr std::string_view where = "script:", beforeToken = " near ";
+    if (!message.starts_with(where)) return std::nullopt;
+    message.remove_prefix(where.size());
     std::size_t number = 0;
-    std::from_chars(message.data() + colon + 1, message.data() + message.size(), number);
+    const auto [rest, error] = std::from_chars(message.data(), message.data() + message.size(), number);
+    message.remove_prefix(static_cast<std::size_t>(rest - message.data()));
+    if (error != std::errc() || !message.starts_with(':')) return std::nullopt;
     const std::string_view line = lineOf(source, number);
-    std::string_view token = message.substr(near + beforeToken.size());
-    std::size_t place = line.size();
-    if (token != "<eof>") {
-        if (token.size() < 3 || token.front() != '\'' || token.back() != '\'') return std::nullopt;
-        place = onlyPlace(line, token.substr(1, token.size() - 2));
-        if (place == none) return std::nullopt;
-    }
+    const std::size_t near = message.rfind(beforeToken);
+    const std::size_t place =
+        near != none ? placeOfToken(line, message.substr(near + beforeToken.size())) : placeOfFault(line, message);
+    if (place == none) return std::nullopt;
     const auto isCharacter = [](char byte) { return (byte & 0xC0) != 0x80; };
     return static_cast<std::size_t>(std::ranges::count_if(line.substr(0, place), isCharacter)) + 1;
 }
