@@ -27,13 +27,16 @@ TYPED_TEST(EveryRuntime, runsAQueueInTheOrderOfDeadlinesAndThenOfScheduling) {
     for (const QueuePriority priority : {QueuePriority::normal, QueuePriority::timing}) {
         Numbers ran;
         const auto queue = this->runtime().makeQueue("com.varnolex.test", priority);
-        const HostTime base = this->runtime().hostTime() + 5'000'000;
-        queue->at(base + 1'000'000, [&] { note(ran, 5); });
-        queue->at(base, [&] { note(ran, 3); });
-        queue->at(base, [&] { note(ran, 4); });
-        queue->async([&] { note(ran, 1); });
-        queue->at(1, [&] { note(ran, 2); });
-        queue->after(100ms, [&] { note(ran, 6); });
+        // By a task of the queue itself, so that none of them runs before all are there.
+        queue->async([&] {
+            const HostTime base = this->runtime().hostTime() + 5'000'000;
+            queue->at(base + 1'000'000, [&] { note(ran, 5); });
+            queue->at(base, [&] { note(ran, 3); });
+            queue->at(base, [&] { note(ran, 4); });
+            queue->async([&] { note(ran, 1); });
+            queue->at(1, [&] { note(ran, 2); });
+            queue->after(100ms, [&] { note(ran, 6); });
+        });
         EXPECT_TRUE(this->bench.runUntil([&] { return ran.get().size() == 6; }));
         EXPECT_EQ(ran.get(), (std::vector<int>{1, 2, 3, 4, 5, 6}));
         EXPECT_EQ(queue->label(), "com.varnolex.test");
