@@ -413,8 +413,8 @@ TEST_P(LiveScript, isEndedByWhateverTheUserDoes) {
 
 TEST_P(LiveScript, isLeftBehindWhenTheEngineItselfDoesNotComeBack) {
     // Some seconds each, so that the test itself comes to an end.
-    install(isLua() ? "function onMessage(m) log('begun') string.find(string.rep('a', 330), '.-.-.-b') end"
-                    : "function onMessage(m) { log('begun'); /.*.*.*b/.test('x'.repeat(380)) }");
+    install(isLua() ? "function onMessage(m) log('begun') string.find(string.rep('a', 280), '.-.-.-b') end"
+                    : "function onMessage(m) { log('begun'); /.*.*.*b/.test('x'.repeat(340)) }");
     ASSERT_TRUE(tool->isInstalled()) << tool->installError();
     sendBeside(60);
     pollUntil([&] { return !tool->logLines().empty(); });
