@@ -340,6 +340,9 @@ public:
     }
     ~JackEar() { jack_client_close(client); }
 
+    /// How far the server's cycles were from where its frames say, at most, in seconds.
+    double unevenness() const { return worst.get(); }
+
     void changePeriod(unsigned count) { jack_set_buffer_size(client, count); }
 
     std::vector<float> recorded() {
@@ -353,6 +356,7 @@ private:
         const auto* const heard = static_cast<const float*>(jack_port_get_buffer(ear.input, count));
         const jack_nframes_t now = jack_last_frame_time(ear.client);
         if (ear.frames.empty()) ear.begin = now;
+        ear.compareCycle();
         // A busy machine leaves cycles out.
         const std::size_t place = now - ear.begin;
         if (place + count > ear.frames.capacity()) return 0;
@@ -361,9 +365,24 @@ private:
         return 0;
     }
 
+    void compareCycle() {
+        jack_nframes_t frame = 0;
+        jack_time_t time = 0, next = 0;
+        float period = 0;
+        if (jack_get_cycle_times(client, &frame, &time, &next, &period) != 0) return;
+        const double passed = static_cast<double>(time - lastTime) / 1e6;
+        const double played = static_cast<double>(frame - lastFrame) / static_cast<double>(JackServer::sampleRate);
+        if (lastTime != 0) worst.set(std::max(worst.get(), std::abs(passed - played)));
+        lastTime = time;
+        lastFrame = frame;
+    }
+
     jack_client_t* client;
     jack_port_t* input;
     jack_nframes_t begin = 0;
+    jack_nframes_t lastFrame = 0;
+    jack_time_t lastTime = 0;
+    SharedValue<double> worst{0};
     std::vector<float> frames;
 };
 
@@ -386,11 +405,12 @@ TEST(SystemAudioOutput, isHeardOverJack) {
     // Some servers change it at will.
     JackEar("Varnolex:outport 0").changePeriod(512);
     // A machine that does other things as well keeps the server from its cycles, and the clicks in them from their
-    // places: of some rounds one is punctual.
+    // places: of some rounds one is punctual, unless the server itself never was.
     constexpr int rounds = 30, count = 5;
     constexpr double punctual = 0.003;
     std::vector<HeardClick> clicks;
     double error = 1;
+    bool wasEven = false;
     for (int round = 0; round < rounds && error > punctual; ++round) {
         JackEar ear("Varnolex:outport 0");
         pause(100);
@@ -400,6 +420,7 @@ TEST(SystemAudioOutput, isHeardOverJack) {
             engine.click(beat % 4 == 0);
         }
         clicks = clicksIn(ear.recorded(), JackServer::sampleRate);
+        wasEven = wasEven || ear.unevenness() < punctual / 3;
         if (!::testing::Matches(ElementsAreArray(clicksOf(count, 0.5)))(clicks)) continue;
         error = 0;
         for (std::size_t beat = 1; beat < count; ++beat) {
@@ -407,6 +428,7 @@ TEST(SystemAudioOutput, isHeardOverJack) {
             error = std::max(error, std::abs(clicks[beat].second - clicks[beat - 1].second - distance));
         }
     }
+    if (error > punctual && !wasEven) GTEST_SKIP() << "the machine was too busy for the server";
     EXPECT_LE(error, punctual) << ::testing::PrintToString(clicks);
     RecordProperty("greatestErrorMicroseconds", static_cast<int>(error * 1e6));
 }
