@@ -163,30 +163,30 @@ TEST_F(LiveTest, takesMusicThroughTenNodesInOnePeriodWithoutJitter) {
     std::string patch = "in";
     for (int node = 0; node < 8; ++node) patch += " -> transpose(0)";
     std::string measured;
+    // A machine so busy that the server misses cycles has little to say about latency.
+    const auto hasMissedCycles = [&] { return measured.find("Xruns") != std::string::npos; };
     const JackPeer peer("peer");
     const auto measure = [&] {
         const ChildProcess meter(
             {"jack_midi_latency_test", "-s", "200", peer.portLike(":MidiIn$"), peer.portLike(":MidiOut$")},
             (folder / "measured").string());
-        const auto hasCome = [&] { return read("measured").find("Messages received: 200\n") != std::string::npos; };
-        const bool isWhole = eventually(hasCome, 1000);
+        // It gives up by itself when a message doesn't come.
+        eventually([&] { return read("measured").find("Messages received:") != std::string::npos; }, 1000);
         measured = read("measured");
-        // A machine so busy that the server misses cycles has little to say about latency.
-        return isWhole && measured.find("Xruns") == std::string::npos;
+        return !hasMissedCycles() && measured.find("Messages received: 200\n") != std::string::npos;
     };
     run({"run", "--patch", patch + " -> out(noteOffVel:true)"}, "", [&](pid_t process) {
         EXPECT_TRUE(
             eventually([&] { return !peer.portLike(":MidiIn$").empty() && !peer.portLike(":MidiOut$").empty(); }));
-        for (int attempt = 0; attempt < 3 && !measure(); ++attempt) {
+        for (int attempt = 0; attempt < 8 && !measure(); ++attempt) {
         }
         ::kill(process, SIGINT);
     });
     std::printf("%s\n", measured.c_str());
+    if (hasMissedCycles()) GTEST_SKIP() << "the machine was too busy for the server";
     EXPECT_THAT(measured, HasSubstr("Messages received: 200\n"));
-    if (measured.find("Xruns") == std::string::npos) {
-        EXPECT_THAT(measured, ContainsRegex("Lowest latency: [0-9.]+ ms \\(256 frames\\)"));
-        EXPECT_THAT(measured, ContainsRegex("Highest latency: [0-9.]+ ms \\(256 frames\\)"));
-    }
+    EXPECT_THAT(measured, ContainsRegex("Lowest latency: [0-9.]+ ms \\(256 frames\\)"));
+    EXPECT_THAT(measured, ContainsRegex("Highest latency: [0-9.]+ ms \\(256 frames\\)"));
 }
 
 TEST_F(LiveTest, offersPortsForEndsWithoutEndpoints) {
